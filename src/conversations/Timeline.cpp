@@ -1,0 +1,332 @@
+// Conversation histories: filled from the server in pages, changed one
+// message at a time, and the message that stands for a conversation in the
+// list. Agent sessions fill conversations with hidden traffic, so most rules
+// here separate what a person sees from what merely travels.
+
+#include "store/IDCodec.h"
+#include "store/PrefsMaps.h"
+#include "store/Store.h"
+
+namespace {
+constexpr int pageSize = 50;
+constexpr int maxInvisiblePages = 20;
+
+bool isVisible(const Message& m) { return !m.isCCControl() && !m.isCCWorking(); }
+} // namespace
+
+bool Store::isVisibleInTimeline(const Message& message) const { return isVisible(message); }
+
+// MARK: Paging
+
+QCoro::Task<> Store::openChat(qint64 chatId) {
+    QPointer<Store> self(this);
+    if (IDCodec::serverId(chatId) == 0) {
+        const auto primary = api();
+        if (!primary) co_return;
+        QList<Message> page;
+        try {
+            auto call = primary->messages(chatId, std::nullopt, pageSize);
+            page = co_await call;
+        } catch (const std::exception& e) {
+            if (self) setLastError(describeError(e));
+            co_return;
+        }
+        if (!self) co_return;
+        QList<Message>& local = messages[chatId];
+        if (local.isEmpty()) {
+            local = page;
+            emit timelineChanged(chatId, {TimelineChange::reset, 0, int(local.size())});
+        } else {
+            const auto lastReal = std::find_if(local.crbegin(), local.crend(),
+                                               [](const Message& m) { return m.id > 0; });
+            // Only pending messages: the page is dropped; otherwise newer ones go at the end.
+            if (lastReal != local.crend()) {
+                const qint64 after = lastReal->id;
+                const int start = int(local.size());
+                for (const Message& m : std::as_const(page))
+                    if (m.id > after) local.push_back(m);
+                if (local.size() > start)
+                    emit timelineChanged(
+                        chatId, {TimelineChange::inserted, start, int(local.size()) - start});
+            }
+        }
+        hasMore[chatId] = page.size() >= pageSize;
+    }
+    bumpUserActivity(chatId, std::nullopt);
+    co_await ensureVisibleLoaded(chatId);
+}
+
+QCoro::Task<> Store::ensureVisibleLoaded(qint64 chatId) {
+    QPointer<Store> self(this);
+    for (int pages = 0; pages < maxInvisiblePages; ++pages) {
+        if (!hasMore.value(chatId) || visibleMessageCount(chatId) > 0) co_return;
+        const qsizetype before = messages.value(chatId).size();
+        co_await loadOlder(chatId);
+        if (!self || messages.value(chatId).size() == before) co_return;
+    }
+}
+
+int Store::visibleMessageCount(qint64 chatId) const {
+    const auto it = messages.constFind(chatId);
+    if (it == messages.constEnd()) return 0;
+    return int(std::count_if(it->begin(), it->end(), isVisible));
+}
+
+QCoro::Task<> Store::loadOlder(qint64 chatId) {
+    QPointer<Store> self(this);
+    if (IDCodec::serverId(chatId) != 0) {
+        co_await loadOlderExtra(chatId);
+        co_return;
+    }
+    const auto primary = api();
+    if (loadingOlder.contains(chatId) || !hasMore.value(chatId) || !primary) co_return;
+    const QList<Message> local = messages.value(chatId);
+    const auto first =
+        std::find_if(local.begin(), local.end(), [](const Message& m) { return m.id > 0; });
+    if (first == local.end()) co_return;
+    loadingOlder.insert(chatId);
+    QList<Message> page;
+    bool ok = true;
+    try {
+        auto call = primary->messages(chatId, first->id, pageSize);
+        page = co_await call;
+    } catch (const std::exception& e) {
+        ok = false;
+        if (self) setLastError(describeError(e));
+    }
+    if (!self) co_return;
+    loadingOlder.remove(chatId);
+    if (!ok) co_return;
+    // Markers come only from the newest page and live traffic, not from older pages.
+    QList<Message>& target = messages[chatId];
+    target = page + target;
+    hasMore[chatId] = page.size() >= pageSize;
+    if (!page.isEmpty())
+        emit timelineChanged(chatId, {TimelineChange::inserted, 0, int(page.size())});
+}
+
+QCoro::Task<> Store::loadOlderExtra(qint64 chatId) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    const QList<Message> local = messages.value(chatId);
+    const auto first =
+        std::find_if(local.begin(), local.end(), [](const Message& m) { return m.id > 0; });
+    if (first == local.end()) co_return;
+    QList<Message> page;
+    try {
+        auto call = r->api.messages(r->real, IDCodec::decode(first->id).second, pageSize);
+        page = co_await call;
+    } catch (const std::exception&) {
+        co_return; // background work: dropped
+    }
+    if (!self) co_return;
+    for (Message& m : page) remap(m, r->server);
+    QList<Message>& target = messages[chatId];
+    target = page + target;
+    hasMore[chatId] = page.size() >= pageSize;
+    if (!page.isEmpty())
+        emit timelineChanged(chatId, {TimelineChange::inserted, 0, int(page.size())});
+}
+
+QCoro::Task<> Store::prefetchHistories() {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    QList<qint64> pending;
+    for (const ChatSummary& c : std::as_const(chats))
+        if (!messages.contains(c.id)) pending.push_back(c.id);
+    // Strictly one at a time, so a long list does not open dozens of requests.
+    for (qint64 chatId : std::as_const(pending)) {
+        if (IDCodec::serverId(chatId) != 0) continue;
+        QList<Message> page;
+        try {
+            auto call = primary->messages(chatId, std::nullopt, pageSize);
+            page = co_await call;
+        } catch (const std::exception&) {
+            if (!self) co_return;
+            continue;
+        }
+        if (!self) co_return;
+        if (messages.contains(chatId)) continue; // an openChat won the race
+        messages.insert(chatId, page);
+        hasMore[chatId] = page.size() >= pageSize;
+        emit timelineChanged(chatId, {TimelineChange::reset, 0, int(page.size())});
+        bumpUserActivity(chatId, std::nullopt);
+    }
+}
+
+// MARK: Single messages
+
+int Store::insertionIndex(const QList<Message>& list, const Message& message) const {
+    for (int i = 0; i < list.size(); ++i)
+        if (list[i].id > 0 && list[i].id > message.id) return i;
+    // Real messages land in front of pending ones.
+    for (int i = 0; i < list.size(); ++i)
+        if (list[i].id < 0) return i;
+    return int(list.size());
+}
+
+void Store::upsertMessage(const Message& message) {
+    auto it = messages.find(message.chatId);
+    // A live message never creates a history: an unloaded one stays unloaded.
+    if (it == messages.end()) return;
+    QList<Message>& list = *it;
+    for (int i = 0; i < list.size(); ++i) {
+        if (list[i].id != message.id) continue;
+        list[i] = message;
+        emit timelineChanged(message.chatId, {TimelineChange::replaced, i, 1});
+        return;
+    }
+    const int index = insertionIndex(list, message);
+    list.insert(index, message);
+    emit timelineChanged(message.chatId, {TimelineChange::inserted, index, 1});
+}
+
+void Store::removeMessage(qint64 chatId, qint64 id) {
+    auto it = messages.find(chatId);
+    if (it != messages.end()) {
+        for (int i = int(it->size()) - 1; i >= 0; --i) {
+            if ((*it)[i].id != id) continue;
+            it->removeAt(i);
+            emit timelineChanged(chatId, {TimelineChange::removed, i, 1});
+        }
+    }
+    const auto preview = visiblePreview.constFind(chatId);
+    if (preview == visiblePreview.constEnd() || preview->id != id) return;
+    const QList<Message> local = messages.value(chatId);
+    const auto fallback = std::find_if(local.crbegin(), local.crend(), [](const Message& m) {
+        return m.id > 0 && isVisible(m);
+    });
+    if (fallback != local.crend())
+        visiblePreview[chatId] = *fallback;
+    else
+        visiblePreview.remove(chatId);
+    emit chatChanged(chatId);
+}
+
+// MARK: What stands for a conversation
+
+void Store::cacheVisiblePreview(const std::optional<Message>& message) {
+    if (!message || message->id <= 0 || !isVisible(*message)) return;
+    const auto current = visiblePreview.constFind(message->chatId);
+    if (current != visiblePreview.constEnd() && current->id != message->id &&
+        current->createdAt > message->createdAt)
+        return;
+    visiblePreview[message->chatId] = *message;
+}
+
+void Store::updateChatLast(const Message& message) {
+    if (message.isCCControl()) return;
+    cacheVisiblePreview(message);
+    auto found = std::find_if(chats.begin(), chats.end(),
+                              [&](const ChatSummary& c) { return c.id == message.chatId; });
+    if (found == chats.end()) return;
+    const std::optional<Message>& current = found->lastMessage;
+    if (!current || message.createdAt >= current->createdAt || message.id == current->id)
+        found->lastMessage = message;
+    emit chatChanged(message.chatId);
+    sortChats();
+}
+
+void Store::refreshChatLastIfNeeded(const Message& message) {
+    const auto preview = visiblePreview.constFind(message.chatId);
+    if (preview != visiblePreview.constEnd() && preview->id == message.id)
+        cacheVisiblePreview(message);
+    for (ChatSummary& c : chats) {
+        if (c.id != message.chatId) continue;
+        if (c.lastMessage && c.lastMessage->id == message.id) c.lastMessage = message;
+        break;
+    }
+    emit chatChanged(message.chatId);
+}
+
+void Store::sortChats() {
+    std::stable_sort(chats.begin(), chats.end(), [](const ChatSummary& a, const ChatSummary& b) {
+        return a.activityAt() > b.activityAt();
+    });
+}
+
+std::optional<Message> Store::latestVisibleMessage(qint64 chatId) const {
+    const auto preview = visiblePreview.constFind(chatId);
+    const auto it = messages.constFind(chatId);
+    if (it != messages.constEnd()) {
+        const auto candidate = std::find_if(it->crbegin(), it->crend(), isVisible);
+        if (candidate != it->crend()) {
+            if (preview != visiblePreview.constEnd() && preview->id != candidate->id &&
+                candidate->createdAt < preview->createdAt)
+                return *preview;
+            return *candidate;
+        }
+    }
+    if (preview != visiblePreview.constEnd()) return *preview;
+    const ChatSummary* c = chat(chatId);
+    if (c && c->lastMessage && isVisible(*c->lastMessage)) return c->lastMessage;
+    return std::nullopt;
+}
+
+// MARK: Human activity
+
+namespace {
+std::optional<qint64> lastHumanAt(const QList<Message>& list, const Store& store) {
+    for (auto it = list.crbegin(); it != list.crend(); ++it)
+        if (!store.isBotUser(it->senderId) && !it->isCCControl()) return it->createdAt;
+    return std::nullopt;
+}
+} // namespace
+
+void Store::bumpUserActivity(qint64 chatId, std::optional<qint64> to) {
+    if (!to) to = lastHumanAt(messages.value(chatId), *this);
+    if (!to) return;
+    const auto stored = userActivity.constFind(chatId);
+    if (stored != userActivity.constEnd() && *stored >= *to) return;
+    userActivity[chatId] = *to;
+    storeUserActivity();
+    emit chatChanged(chatId);
+}
+
+void Store::storeUserActivity() {
+    prefsmaps::writeIdMap(QStringLiteral("userActivity"), userActivity);
+}
+
+void Store::loadUserActivity() {
+    userActivity = prefsmaps::readIdMap<qint64>(QStringLiteral("userActivity"));
+}
+
+void Store::resolveBuriedUserActivity(const ChatSummary& c) {
+    if (!c.lastMessage) return;
+    const Message& last = *c.lastMessage;
+    if (!isBotUser(last.senderId) && !last.isCCControl()) return;
+    const auto stored = userActivity.constFind(c.id);
+    if (stored != userActivity.constEnd() && *stored >= last.createdAt) return;
+    if (buriedActivityResolved.value(c.id) == last.id) return;
+    buriedActivityResolved[c.id] = last.id;
+    // The person's last word is buried behind bot traffic: look for it once per last message.
+    [](QPointer<Store> self, qint64 chatId) -> QCoro::Task<> {
+        const auto r = self->route(chatId);
+        if (!r) co_return;
+        QList<Message> page;
+        try {
+            auto call = r->api.messages(r->real, std::nullopt, pageSize);
+            page = co_await call;
+        } catch (const std::exception&) {
+            co_return;
+        }
+        if (!self) co_return;
+        for (Message& m : page) self->remap(m, r->server);
+        for (auto it = page.crbegin(); it != page.crend(); ++it) {
+            if (it->id > 0 && !it->isCCControl() && !self->isBotUser(it->senderId)) {
+                self->bumpUserActivity(chatId, it->createdAt);
+                break;
+            }
+        }
+    }(QPointer<Store>(this), c.id);
+}
+
+qint64 Store::userActivityAt(const ChatSummary& c) const {
+    const auto stored = userActivity.constFind(c.id);
+    if (stored != userActivity.constEnd()) return *stored;
+    if (const auto local = lastHumanAt(messages.value(c.id), *this)) return *local;
+    if (c.lastMessage && !isBotUser(c.lastMessage->senderId)) return c.lastMessage->createdAt;
+    return c.activityAt();
+}

@@ -1,0 +1,197 @@
+// The one dispatcher for everything a server pushes. Frames are handled one
+// at a time in arrival order; an extra server's ids are made global first.
+
+#include "store/IDCodec.h"
+#include "store/Store.h"
+
+namespace {
+constexpr double typingShownFor = 5.0;
+constexpr double typingSweepAfter = 5.2;
+constexpr double buildDeadMan = 90.0;
+} // namespace
+
+void Store::handleEvent(const QString& text, int server) {
+    WsEvent event;
+    try {
+        event = json::decode<WsEvent>(text.toUtf8());
+    } catch (const std::exception&) {
+        return; // not an event: dropped without a trace
+    }
+    if (server != 0) {
+        if (event.message) remap(*event.message, server);
+        if (event.chat) remap(*event.chat, server);
+        if (event.user) remap(*event.user, server);
+        if (event.chatId) event.chatId = IDCodec::encode(*event.chatId, server);
+        if (event.userId) event.userId = mapUserId(*event.userId, server);
+        if (event.messageId) event.messageId = IDCodec::encode(*event.messageId, server);
+        if (event.onlineIds)
+            for (qint64& id : *event.onlineIds) id = mapUserId(id, server);
+    }
+    const QString& type = event.type;
+    if (type == QLatin1String("message")) {
+        if (event.message) handleNewMessage(*event.message, server);
+    } else if (type == QLatin1String("typing")) {
+        handleTyping(event);
+    } else if (type == QLatin1String("buildStatus")) {
+        handleBuildStatus(event);
+    } else if (type == QLatin1String("read")) {
+        handleRead(event);
+    } else if (type == QLatin1String("messageDeleted")) {
+        if (event.chatId && event.messageId) removeMessage(*event.chatId, *event.messageId);
+    } else if (type == QLatin1String("messageEdited") || type == QLatin1String("messageUpdated")) {
+        if (!event.message) return;
+        upsertMessage(*event.message);
+        refreshChatLastIfNeeded(*event.message);
+    } else if (type == QLatin1String("chatCreated") || type == QLatin1String("chatUpdated")) {
+        if (event.chat) upsertChat(*event.chat);
+    } else if (type == QLatin1String("chatRemoved")) {
+        if (event.chatId) removeChat(*event.chatId);
+    } else if (type == QLatin1String("userJoined")) {
+        if (!event.user) return;
+        const qint64 id = event.user->id;
+        const bool known = std::any_of(users.begin(), users.end(),
+                                       [id](const User& u) { return u.id == id; });
+        upsertUser(*event.user);
+        Q_UNUSED(known);
+    } else if (type == QLatin1String("userUpdated")) {
+        if (!event.user) return;
+        upsertUser(*event.user);
+        // An extra server never replaces the primary identity.
+        if (server == 0 && me && me->id == event.user->id) {
+            me = *event.user;
+            persistMe();
+            emit sessionChanged();
+        }
+    } else if (type == QLatin1String("presence")) {
+        handlePresence(event, server);
+    } else if (type == QLatin1String("presenceSnapshot")) {
+        handlePresenceSnapshot(event, server);
+    }
+}
+
+void Store::handleNewMessage(const Message& message, int server) {
+    const qint64 chatId = message.chatId;
+    if (typing.contains(chatId) && typing[chatId].remove(message.senderId) > 0)
+        emit typingChanged(chatId);
+    if (!chat(chatId)) {
+        // The client is out of date: fetch the whole picture instead of storing this.
+        if (server == 0) {
+            [](QPointer<Store> self) -> QCoro::Task<> {
+                if (self) co_await self->resync();
+            }(QPointer<Store>(this));
+        }
+        return;
+    }
+    if (messages.contains(chatId)) {
+        upsertMessage(message);
+    } else if (selectedChatId() == chatId) {
+        [](QPointer<Store> self, qint64 id) -> QCoro::Task<> {
+            if (self) co_await self->openChat(id);
+        }(QPointer<Store>(this), chatId);
+    }
+    updateChatLast(message);
+    if (!isBotUser(message.senderId) && message.id > 0 && !message.isCCControl())
+        bumpUserActivity(chatId, message.createdAt);
+    const bool mine = me && message.senderId == me->id;
+    if (selectedChatId() == chatId && appActive()) {
+        markRead(chatId);
+    } else if (!mine && !message.isCCControl() && !message.isCCWorking()) {
+        for (ChatSummary& c : chats) {
+            if (c.id != chatId) continue;
+            c.unread = c.unread.value_or(0) + 1;
+            emit chatChanged(chatId);
+            break;
+        }
+    }
+    refreshBadge();
+}
+
+void Store::handleTyping(const WsEvent& event) {
+    if (!event.chatId || !event.user) return;
+    // Our own echo carries this device's id; another device of the same person counts.
+    if (event.device && !event.device->isEmpty() && *event.device == deviceId()) return;
+    const qint64 chatId = *event.chatId;
+    const qint64 userId = event.user->id;
+    typing[chatId][userId] = QDateTime::currentDateTime();
+    emit typingChanged(chatId);
+    [](QPointer<Store> self, qint64 chatId, qint64 userId) -> QCoro::Task<> {
+        co_await self->sleep(typingSweepAfter);
+        if (!self) co_return;
+        auto chatIt = self->typing.find(chatId);
+        if (chatIt == self->typing.end()) co_return;
+        auto entry = chatIt->find(userId);
+        if (entry == chatIt->end()) co_return;
+        if (entry->msecsTo(QDateTime::currentDateTime()) >= self->scaledMs(typingShownFor)) {
+            chatIt->erase(entry);
+            emit self->typingChanged(chatId);
+        }
+    }(QPointer<Store>(this), chatId, userId);
+}
+
+void Store::handleBuildStatus(const WsEvent& event) {
+    if (!event.chatId || !event.state) return;
+    const qint64 chatId = *event.chatId;
+    const int generation = buildClearGen.value(chatId, 0) + 1;
+    buildClearGen[chatId] = generation;
+    if (*event.state == QLatin1String("done") || *event.state == QLatin1String("idle")) {
+        builds.remove(chatId);
+        emit buildsChanged(chatId);
+        return;
+    }
+    builds[chatId] = BuildStatus{*event.state, event.percent, event.label};
+    emit buildsChanged(chatId);
+    // A status that hears nothing for 90 s clears itself.
+    [](QPointer<Store> self, qint64 chatId, int generation) -> QCoro::Task<> {
+        co_await self->sleep(buildDeadMan);
+        if (!self || self->buildClearGen.value(chatId, 0) != generation) co_return;
+        self->builds.remove(chatId);
+        emit self->buildsChanged(chatId);
+    }(QPointer<Store>(this), chatId, generation);
+}
+
+void Store::handleRead(const WsEvent& event) {
+    if (!event.chatId || !event.userId || !event.messageId) return;
+    const qint64 chatId = *event.chatId;
+    const qint64 userId = *event.userId;
+    if (*event.messageId >= reads.value(chatId).value(userId, 0)) {
+        reads[chatId][userId] = *event.messageId;
+        readAt[chatId][userId] = event.at.value_or(nowMs());
+        emit readsChanged(chatId);
+    }
+    if (me && userId == me->id) {
+        // Read on another device: the local effect of reading lands here.
+        for (ChatSummary& c : chats) {
+            if (c.id != chatId) continue;
+            c.unread = 0;
+            emit chatChanged(chatId);
+            break;
+        }
+        refreshBadge();
+    }
+}
+
+void Store::handlePresence(const WsEvent& event, int server) {
+    if (!event.userId || !event.online) return;
+    const qint64 userId = *event.userId;
+    // A user folded onto another server's identity is reported by that server only.
+    if (IDCodec::serverId(userId) != server) return;
+    if (*event.online) {
+        onlineUserIds.insert(userId);
+    } else {
+        onlineUserIds.remove(userId);
+        if (event.lastSeen)
+            for (User& u : users)
+                if (u.id == userId) u.lastSeen = event.lastSeen;
+    }
+    emit presenceChanged();
+}
+
+void Store::handlePresenceSnapshot(const WsEvent& event, int server) {
+    QSet<qint64> next;
+    for (qint64 id : std::as_const(onlineUserIds))
+        if (IDCodec::serverId(id) != server) next.insert(id);
+    for (qint64 id : event.onlineIds.value_or(QList<qint64>{}))
+        if (IDCodec::serverId(id) == server) next.insert(id);
+    onlineUserIds = std::move(next);
+    emit presenceChanged();
+}

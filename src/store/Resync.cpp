@@ -1,0 +1,201 @@
+// The whole picture of the primary server in one merge, and the small
+// operations around it: engines, badge, push token, host polling.
+
+#include "store/IDCodec.h"
+#include "store/Store.h"
+
+namespace {
+constexpr int pageSize = 50;
+constexpr double hostPollInterval = 4.0;
+} // namespace
+
+QCoro::Task<> Store::resync() {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    BootstrapResponse reply;
+    try {
+        auto call = primary->bootstrap();
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        // Everything stays as it was; the person sees why.
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    mergeBootstrap(reply);
+    co_await refreshSelectedAfterResync();
+}
+
+void Store::mergeBootstrap(const BootstrapResponse& reply) {
+    me = reply.me;
+    users = reply.users;
+    agentId = reply.agentId;
+    didBootstrap = true;
+    const QList<qint64> bots = reply.botIds.value_or(QList<qint64>{});
+    botIds = QSet<qint64>(bots.begin(), bots.end());
+    applyAvailableEngines(reply.transcriptionEngines);
+
+    const std::optional<ClaudeHost>& host = reply.claudeHost;
+    claudeHostOnline = host && host->online;
+    setClaudeHostName(host ? host->mac : std::nullopt);
+    if (host && host->platform && serverPlatform().value(0) != *host->platform) {
+        auto platforms = serverPlatform();
+        platforms.insert(0, *host->platform);
+        setServerPlatform(platforms);
+    }
+    claudeRescueOnline = host && host->rescueOnline.value_or(false);
+    claudeInputHelperOnline = host && host->inputHelperOnline.value_or(false);
+    if (host && host->usage) setClaudeUsage(host->usage);
+
+    // Extra servers' conversations keep their place; the primary's are replaced.
+    QList<ChatSummary> next = reply.chats;
+    sanitizeLastMessages(next);
+    for (const ChatSummary& c : std::as_const(chats))
+        if (IDCodec::serverId(c.id) != 0) next.push_back(c);
+    chats = std::move(next);
+    sortChats();
+
+    for (const ChatSummary& c : std::as_const(chats)) seedReads(c);
+    for (const ChatSummary& c : std::as_const(chats)) {
+        cacheVisiblePreview(c.lastMessage);
+        if (c.lastMessage && !isBotUser(c.lastMessage->senderId) && !c.lastMessage->isCCControl())
+            bumpUserActivity(c.id, c.lastMessage->createdAt);
+        resolveBuriedUserActivity(c);
+    }
+    refreshBadge();
+    setLastError(std::nullopt);
+
+    // Timelines of this server reload when opened; the selected one and extra servers' stay.
+    for (auto it = messages.begin(); it != messages.end();) {
+        const bool keep = it.key() == selectedChatId() || IDCodec::serverId(it.key()) != 0;
+        it = keep ? std::next(it) : messages.erase(it);
+    }
+    emit sessionChanged();
+    emit usersChanged();
+    emit chatsReset();
+    emit hostChanged();
+}
+
+QCoro::Task<> Store::refreshSelectedAfterResync() {
+    QPointer<Store> self(this);
+    const auto selected = selectedChatId();
+    const auto primary = api();
+    if (selected && primary) {
+        try {
+            auto call = primary->messages(*selected, std::nullopt, pageSize);
+            const QList<Message> page = co_await call;
+            if (!self) co_return;
+            QList<Message>& local = messages[*selected];
+            if (local.isEmpty()) {
+                local = page;
+                hasMore[*selected] = page.size() >= pageSize;
+                emit timelineChanged(*selected, {TimelineChange::reset, 0, int(local.size())});
+            } else {
+                qint64 lastReal = 0;
+                for (auto it = local.crbegin(); it != local.crend(); ++it)
+                    if (it->id > 0) {
+                        lastReal = it->id;
+                        break;
+                    }
+                const int start = int(local.size());
+                for (const Message& m : page)
+                    if (m.id > lastReal) local.push_back(m);
+                if (local.size() > start)
+                    emit timelineChanged(*selected,
+                                         {TimelineChange::inserted, start, int(local.size()) - start});
+            }
+        } catch (const std::exception&) {
+        }
+        if (!self) co_return;
+    }
+    [](QPointer<Store> s) -> QCoro::Task<> {
+        if (s) co_await s->prefetchHistories();
+    }(self);
+}
+
+void Store::sanitizeLastMessages(QList<ChatSummary>& list) const {
+    for (ChatSummary& c : list) {
+        if (!c.lastMessage || !c.lastMessage->isCCControl()) continue;
+        // A control message must not stand for the conversation in the list.
+        const QList<Message> local = messages.value(c.id);
+        auto found = std::find_if(local.crbegin(), local.crend(), [](const Message& m) {
+            return m.id > 0 && !m.isCCControl();
+        });
+        if (found != local.crend()) {
+            c.lastMessage = *found;
+            continue;
+        }
+        const ChatSummary* current = chat(c.id);
+        if (current && current->lastMessage && !current->lastMessage->isCCControl())
+            c.lastMessage = current->lastMessage;
+    }
+}
+
+void Store::seedReads(const ChatSummary& c) {
+    if (!c.reads) return;
+    QHash<qint64, qint64> chatReads = reads.value(c.id);
+    QHash<qint64, qint64> chatReadAt = readAt.value(c.id);
+    for (const ReadMark& mark : *c.reads) {
+        if (mark.lastReadId >= chatReads.value(mark.userId, 0)) {
+            chatReads[mark.userId] = mark.lastReadId;
+            if (mark.updatedAt) chatReadAt[mark.userId] = *mark.updatedAt;
+        }
+    }
+    reads[c.id] = chatReads;
+    readAt[c.id] = chatReadAt;
+    emit readsChanged(c.id);
+}
+
+QList<TranscriptionEngine> Store::selectableEngines() const {
+    // No on-device recogniser exists on this platform, so only server engines can be chosen.
+    return availableServerEngines;
+}
+
+void Store::applyAvailableEngines(const std::optional<QList<QString>>& names) {
+    // An old server that lists nothing still transcribes with whisper.
+    const QList<QString> given = names.value_or(QList<QString>{QStringLiteral("whisper")});
+    QList<TranscriptionEngine> engines;
+    for (const QString& name : given)
+        if (const auto engine = engineFromRaw(name); engine && !isOnDevice(*engine))
+            engines.push_back(*engine);
+    if (engines.isEmpty()) engines = {TranscriptionEngine::whisper};
+    availableServerEngines = engines;
+    if (!selectableEngines().contains(transcriptionEngine()))
+        setTranscriptionEngine(TranscriptionEngine::apple);
+}
+
+void Store::startHostStatusPolling() {
+    if (m_hostPollStarted) return;
+    m_hostPollStarted = true;
+    [](QPointer<Store> self) -> QCoro::Task<> {
+        while (self) {
+            co_await self->sleep(hostPollInterval);
+        }
+    }(QPointer<Store>(this));
+}
+
+void Store::refreshBadge() {
+    const int count = unreadChatCount();
+    if (count == m_badgeCount) return;
+    m_badgeCount = count;
+    emit badgeChanged(count);
+}
+
+QCoro::Task<> Store::sendPushToken(QString newToken) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary || !token) co_return;
+    pushToken = newToken;
+    try {
+        auto call = primary->registerPushToken(newToken);
+        co_await call;
+    } catch (const std::exception&) {
+    }
+    if (!self) co_return;
+    try {
+        auto call = primary->setNotifPrefs(notifPrefs, newToken);
+        co_await call;
+    } catch (const std::exception&) {
+    }
+}

@@ -1,0 +1,261 @@
+// Signing in and out: name logins with the probe of the well-known servers,
+// the private-network login, invite logins, and what logout clears.
+
+#include "net/Pinning.h"
+#include "store/Prefs.h"
+#include "store/Store.h"
+
+#include <QWebSocket>
+
+namespace {
+const QString kPrimaryBaseURL = QStringLiteral("primaryBaseURL");
+const QString kGuestServerURL = QStringLiteral("guestServerURL");
+
+QStringList wellKnownLoginOrder() {
+    return {Config::macServer(), Config::defaultServer(), Config::publicServer()};
+}
+
+QString absoluteText(const QUrl& url) { return url.toString(); }
+} // namespace
+
+std::optional<QUrl> Store::normalizedServerURL(const QString& text) {
+    QString t = text.trimmed();
+    while (t.endsWith(QLatin1Char('/'))) t.chop(1);
+    if (t.isEmpty()) return std::nullopt;
+    if (!t.contains(QLatin1String("://"))) t.prepend(QStringLiteral("https://"));
+    const QUrl url(t, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty()) return std::nullopt;
+    return url;
+}
+
+void Store::persistMe() {
+    Prefs& prefs = Prefs::shared();
+    if (token) prefs.setValue(QStringLiteral("token"), *token);
+    if (me) prefs.writeJson(QStringLiteral("me"), *me);
+}
+
+// MARK: Name login
+
+QCoro::Task<> Store::login(QString username, std::optional<QString> server) {
+    QPointer<Store> self(this);
+    setLastError(std::nullopt);
+    if (server) {
+        const auto url = normalizedServerURL(*server);
+        if (!url) {
+            setLastError(QStringLiteral("Invalid server URL"));
+            co_return;
+        }
+        serverURLString = absoluteText(*url);
+        Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+    }
+    if (const auto primary = api()) {
+        const Api anonymous(primary->base, std::nullopt);
+        try {
+            auto call = anonymous.login(username);
+            LoginResponse reply = co_await call;
+            if (!self) co_return;
+            co_await adoptLogin(std::move(reply));
+        } catch (const std::exception& e) {
+            if (self) setLastError(describeError(e));
+        }
+        co_return;
+    }
+    const auto found = co_await probeLogin(username);
+    if (!self) co_return;
+    if (!found) {
+        setLastError(tr("This name isn't authorized on any reachable server — use an invite code."));
+        co_return;
+    }
+    co_await adoptLogin(*found);
+}
+
+// Tries the well-known servers in order; the winner becomes the primary address.
+QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
+    QPointer<Store> self(this);
+    for (const QString& candidate : wellKnownLoginOrder()) {
+        const auto url = normalizedServerURL(candidate);
+        if (!url) continue;
+        try {
+            const Api anonymous(*url, std::nullopt);
+            auto call = anonymous.login(username);
+            LoginResponse reply = co_await call;
+            if (!self) co_return std::nullopt;
+            serverURLString = absoluteText(*url);
+            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            co_return reply;
+        } catch (const std::exception&) {
+            if (!self) co_return std::nullopt;
+        }
+    }
+    co_return std::nullopt;
+}
+
+QCoro::Task<> Store::adoptLogin(LoginResponse response) {
+    QPointer<Store> self(this);
+    token = response.token;
+    me = response.user;
+    persistMe();
+    emit sessionChanged();
+    co_await resync();
+    if (!self) co_return;
+    connectWS();
+    registerForPush();
+    co_await upgradeKeyAuth();
+}
+
+QCoro::Task<bool> Store::tailnetAutoLogin() {
+    QPointer<Store> self(this);
+    if (token || api() || suppressAutoLogin) co_return false;
+    for (const QString& candidate : wellKnownLoginOrder()) {
+        const auto url = normalizedServerURL(candidate);
+        if (!url) continue;
+        try {
+            // A server on the private network names the caller by the network itself.
+            const Api anonymous(*url, std::nullopt);
+            auto call = anonymous.login(QString());
+            LoginResponse reply = co_await call;
+            if (!self || token) co_return false;
+            serverURLString = absoluteText(*url);
+            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            co_await adoptLogin(std::move(reply));
+            co_return true;
+        } catch (const std::exception&) {
+            if (!self) co_return false;
+        }
+    }
+    co_return false;
+}
+
+// MARK: Invite logins
+
+QCoro::Task<> Store::loginGuest(QString name, QString code) {
+    QPointer<Store> self(this);
+    setLastError(std::nullopt);
+    QString rawCode = code;
+    std::optional<QUrl> target;
+    const qsizetype at = code.indexOf(QLatin1Char('@'));
+    if (at >= 0) {
+        rawCode = code.left(at);
+        target = normalizedServerURL(code.mid(at + 1));
+    } else if (const auto primary = api()) {
+        target = primary->base;
+    }
+    if (!target) {
+        setLastError(QStringLiteral("Invalid server URL"));
+        co_return;
+    }
+    const auto primary = api();
+    const bool onPrimary = primary && primary->base == *target;
+    LoginResponse reply;
+    try {
+        const Api anonymous(*target, std::nullopt);
+        auto call = anonymous.loginGuest(name, rawCode);
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    if (onPrimary) {
+        Prefs::shared().remove(kGuestServerURL);
+    } else {
+        // The whole client now lives on that server as a guest until logout.
+        serverURLString = absoluteText(*target);
+        Prefs::shared().setValue(kGuestServerURL, serverURLString);
+    }
+    token = reply.token;
+    me = reply.user;
+    persistMe();
+    emit sessionChanged();
+    co_await resync();
+    if (self) connectWS();
+}
+
+QCoro::Task<> Store::joinByCode(QString code) {
+    const QString name = me ? me->username : QStringLiteral("Guest");
+    co_await loginGuest(name, code);
+}
+
+// MARK: Primary base
+
+QCoro::Task<> Store::selectPrimaryBase() {
+    QPointer<Store> self(this);
+    if (auto guest = Prefs::shared().string(kGuestServerURL); guest && !guest->isEmpty()) co_return;
+    const QStringList known = {Config::defaultServer(), Config::publicServer(), Config::macServer()};
+    if (!known.contains(serverURLString)) co_return; // an address the user chose stays
+    if (PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(serverURLString)))) co_return;
+    for (const QString& candidate :
+         {Config::publicServer(), Config::defaultServer(), Config::macServer()}) {
+        const QUrl url(candidate);
+        Api::ServerIdentityResponse identity;
+        try {
+            const Api anonymous(url, std::nullopt);
+            auto call = anonymous.serverIdentity();
+            identity = co_await call;
+        } catch (const std::exception&) {
+            if (!self) co_return;
+            continue;
+        }
+        if (!self) co_return;
+        if (identity.platform && serverOS().value(0) != *identity.platform) {
+            auto os = serverOS();
+            os.insert(0, *identity.platform);
+            setServerOS(os);
+        }
+        PinRegistry::shared().setPin(identity.fingerprint, PinRegistry::hostPort(url));
+        if (candidate != serverURLString) {
+            serverURLString = candidate;
+            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            emit sessionChanged();
+        }
+        qInfo().noquote() << "[Velmarin] primary base →" << candidate;
+        connectWS();
+        co_return;
+    }
+}
+
+// MARK: Logout
+
+void Store::logout() {
+    suppressAutoLogin = true;
+    if (const auto primary = api(); primary && pushToken) {
+        [](Api a, QString t) -> QCoro::Task<> {
+            try {
+                co_await a.unregisterPushToken(t);
+            } catch (const std::exception&) {
+            }
+        }(*primary, *pushToken);
+    }
+    m_extraServers.clear();
+    m_serverTokens.clear();
+    serverMeId.clear();
+    pushToken.reset();
+    token.reset();
+    me.reset();
+    users.clear();
+    chats.clear();
+    messages.clear();
+    hasMore.clear();
+    m_selectedChatId.reset();
+    wsConnected = false;
+    if (QWebSocket* socket = ws.data()) {
+        ws = nullptr;
+        socket->abort();
+        socket->deleteLater();
+    }
+    claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
+    m_claudeHostName.reset();
+    m_claudeUsage.reset();
+    Prefs& prefs = Prefs::shared();
+    for (const char* key : {"token", "me", "guestServerURL", "claudeUsageCache", "serverClaudeEmail",
+                            "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs",
+                            "primaryBaseURL"})
+        prefs.remove(QString::fromLatin1(key));
+    serverURLString.clear();
+    emit sessionChanged();
+    emit chatsReset();
+    emit connectionChanged();
+    emit selectionChanged();
+    emit hostChanged();
+    emit extraServersChanged();
+}

@@ -1,0 +1,217 @@
+// Launch order, persisted fields and the fields whose writes have side effects.
+
+#include "store/Store.h"
+
+#include "net/Pinning.h"
+#include "store/PrefsMaps.h"
+#include "store/Prefs.h"
+
+#include <QTimer>
+#include <QUuid>
+#include <QWebSocket>
+#include <qcoro/qcorotimer.h>
+
+namespace {
+const QString kPrimaryBaseURL = QStringLiteral("primaryBaseURL");
+const QString kGuestServerURL = QStringLiteral("guestServerURL");
+} // namespace
+
+Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) { init(); }
+
+Store::~Store() {
+    // Sockets die with the store; their last signals must not reach a half-destroyed store.
+    if (ws) ws->disconnect(this);
+    for (const auto& socket : std::as_const(extraWS))
+        if (socket) socket->disconnect(this);
+}
+
+// MARK: Time
+
+QCoro::Task<> Store::sleep(double seconds) const {
+    const qint64 ms = scaledMs(seconds);
+    co_await QCoro::sleepFor(std::chrono::milliseconds(ms));
+}
+
+qint64 Store::scaledMs(double seconds) const {
+    return qint64(seconds * 1000.0 * m_options.timeScale);
+}
+
+qint64 Store::nowMs() { return QDateTime::currentMSecsSinceEpoch(); }
+
+// MARK: Identity of this install
+
+QString Store::deviceId() {
+    static const QString id = [] {
+        const QString key = QStringLiteral("deviceUUID");
+        if (auto stored = Prefs::shared().string(key); stored && !stored->isEmpty()) return *stored;
+        const QString fresh = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        Prefs::shared().setValue(key, fresh);
+        return fresh;
+    }();
+    return id;
+}
+
+std::optional<Api> Store::api() const {
+    QString text = serverURLString.trimmed();
+    if (text.endsWith(QLatin1Char('/'))) text.chop(1);
+    const QUrl url(text, QUrl::StrictMode);
+    if (text.isEmpty() || !url.isValid() || url.scheme().isEmpty()) return std::nullopt;
+    return Api(PinRegistry::shared().upgraded(url), token);
+}
+
+// MARK: Launch
+
+void Store::init() {
+    availableServerEngines = {};
+    readLookSettings();
+    m_claudeCodeEnabled = true;
+    decidePrimaryAddress();
+    token = Prefs::shared().string(QStringLiteral("token"));
+    if (token && token->isEmpty()) token.reset();
+    me = Prefs::shared().readJson<User>(QStringLiteral("me"));
+    runLoadHelpers();
+    if (token) startLoggedInTasks();
+    startExtraServerTasksIfAny();
+}
+
+void Store::readLookSettings() {
+    Prefs& prefs = Prefs::shared();
+    m_design = designFromRaw(prefs.string(QStringLiteral("design")).value_or(QString()))
+                   .value_or(AppDesign::classic);
+    m_accent = accentFromRaw(prefs.string(QStringLiteral("accent")).value_or(QString()))
+                   .value_or(AppAccent::blue);
+    setCurrentAccentColor(color(m_accent));
+    applyStoredLanguage();
+    m_transcriptionEngine =
+        engineFromRaw(prefs.string(QStringLiteral("transcriptionEngine")).value_or(QString()))
+            .value_or(TranscriptionEngine::apple);
+}
+
+void Store::decidePrimaryAddress() {
+    Prefs& prefs = Prefs::shared();
+    if (auto stored = prefs.string(kPrimaryBaseURL)) {
+        serverURLString = *stored;
+    } else if (prefs.contains(QStringLiteral("token"))) {
+        // An install from before the address was stored: it used the default server.
+        serverURLString = Config::defaultServer();
+        prefs.setValue(kPrimaryBaseURL, serverURLString);
+    } else {
+        serverURLString.clear();
+    }
+    if (auto guest = prefs.string(kGuestServerURL); guest && !guest->isEmpty())
+        serverURLString = *guest;
+}
+
+void Store::runLoadHelpers() {
+    notifPrefs = Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
+    m_serverPlatform = prefsmaps::readIntMap<QString>(QStringLiteral("serverPlatform"));
+    m_serverOS = prefsmaps::readIntMap<QString>(QStringLiteral("serverOSByServer"));
+    const auto muted = Prefs::shared().readJson<QList<qint64>>(QStringLiteral("mutedChats"));
+    m_mutedChats = muted ? QSet<qint64>(muted->begin(), muted->end()) : QSet<qint64>{};
+}
+
+void Store::startLoggedInTasks() {
+    QPointer<Store> self(this);
+    [](QPointer<Store> s) -> QCoro::Task<> {
+        if (s) co_await s->resync();
+    }(self);
+    connectWS();
+    registerForPush();
+    [](QPointer<Store> s) -> QCoro::Task<> {
+        if (!s) co_return;
+        co_await s->selectPrimaryBase();
+        if (!s) co_return;
+        co_await s->upgradeKeyAuth();
+        if (!s) co_return;
+        co_await s->realignTailnetAccount();
+    }(self);
+    startHostStatusPolling();
+}
+
+// MARK: Fields with side effects
+
+void Store::setAppActive(bool active) {
+    if (m_appActive == active) return;
+    m_appActive = active;
+    sendActive(active);
+    emit connectionChanged();
+}
+
+void Store::setMutedChats(const QSet<qint64>& muted) {
+    if (m_mutedChats == muted) return;
+    m_mutedChats = muted;
+    QList<qint64> list(muted.begin(), muted.end());
+    std::sort(list.begin(), list.end());
+    Prefs::shared().writeJson(QStringLiteral("mutedChats"), list);
+    emit mutedChatsChanged();
+}
+
+void Store::setSelectedChatId(std::optional<qint64> chatId) {
+    if (m_selectedChatId == chatId) return;
+    m_selectedChatId = chatId;
+    chatSettingsChatId.reset();
+    emit selectionChanged();
+}
+
+void Store::setLastError(std::optional<QString> error) {
+    if (m_lastError == error) return;
+    m_lastError = std::move(error);
+    emit lastErrorChanged();
+}
+
+void Store::setDesign(AppDesign design) {
+    if (m_design == design) return;
+    m_design = design;
+    Prefs::shared().setValue(QStringLiteral("design"), rawValue(design));
+    emit settingsChanged();
+}
+
+void Store::setAccent(AppAccent accent) {
+    if (m_accent == accent) return;
+    m_accent = accent;
+    Prefs::shared().setValue(QStringLiteral("accent"), rawValue(accent));
+    setCurrentAccentColor(color(accent));
+    emit settingsChanged();
+}
+
+void Store::setTranscriptionEngine(TranscriptionEngine engine) {
+    if (m_transcriptionEngine == engine) return;
+    m_transcriptionEngine = engine;
+    Prefs::shared().setValue(QStringLiteral("transcriptionEngine"), rawValue(engine));
+    emit settingsChanged();
+}
+
+void Store::setClaudeCodeEnabled(bool enabled) {
+    if (m_claudeCodeEnabled == enabled) return;
+    m_claudeCodeEnabled = enabled;
+    Prefs::shared().setValue(QStringLiteral("claudeCodeEnabled"), enabled);
+    emit settingsChanged();
+}
+
+void Store::setClaudeHostName(std::optional<QString> name) {
+    if (m_claudeHostName == name) return;
+    m_claudeHostName = std::move(name);
+    Prefs::shared().setValue(QStringLiteral("claudeHostName"), m_claudeHostName.value_or(QString()));
+    emit hostChanged();
+}
+
+void Store::setClaudeUsage(std::optional<ClaudeUsage> usage) {
+    if (m_claudeUsage == usage) return;
+    m_claudeUsage = std::move(usage);
+    if (m_claudeUsage) Prefs::shared().writeJson(QStringLiteral("claudeUsageCache"), *m_claudeUsage);
+    emit hostChanged();
+}
+
+void Store::setServerPlatform(const QHash<int, QString>& platforms) {
+    if (m_serverPlatform == platforms) return;
+    m_serverPlatform = platforms;
+    prefsmaps::writeIntMap(QStringLiteral("serverPlatform"), platforms);
+    emit hostChanged();
+}
+
+void Store::setServerOS(const QHash<int, QString>& os) {
+    if (m_serverOS == os) return;
+    m_serverOS = os;
+    prefsmaps::writeIntMap(QStringLiteral("serverOSByServer"), os);
+    emit hostChanged();
+}
