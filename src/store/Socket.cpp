@@ -73,7 +73,8 @@ void Store::receiveLoop(QWebSocket* socket) {
             });
     // A refused connection, a failed handshake and a dropped link all end here.
     connect(socket, &QWebSocket::disconnected, this, [this, socket] { dropSocket(socket); });
-    connect(socket, &QWebSocket::errorOccurred, this, [this, socket] { dropSocket(socket); });
+    connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this,
+            [this, socket] { dropSocket(socket); });
 }
 
 void Store::dropSocket(QWebSocket* socket) {

@@ -3,6 +3,7 @@
 #include "store/Store.h"
 
 #include "net/Pinning.h"
+#include "shell/Localisation.h"
 #include "store/PrefsMaps.h"
 #include "store/Prefs.h"
 
@@ -71,7 +72,6 @@ void Store::init() {
     me = Prefs::shared().readJson<User>(QStringLiteral("me"));
     runLoadHelpers();
     if (token) startLoggedInTasks();
-    startExtraServerTasksIfAny();
 }
 
 void Store::readLookSettings() {
@@ -81,7 +81,7 @@ void Store::readLookSettings() {
     m_accent = accentFromRaw(prefs.string(QStringLiteral("accent")).value_or(QString()))
                    .value_or(AppAccent::blue);
     setCurrentAccentColor(color(m_accent));
-    applyStoredLanguage();
+    m_language = Loc::loadFromPrefs();
     m_transcriptionEngine =
         engineFromRaw(prefs.string(QStringLiteral("transcriptionEngine")).value_or(QString()))
             .value_or(TranscriptionEngine::apple);
@@ -103,6 +103,7 @@ void Store::decidePrimaryAddress() {
 }
 
 void Store::runLoadHelpers() {
+    loadUserActivity();
     notifPrefs = Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
     m_serverPlatform = prefsmaps::readIntMap<QString>(QStringLiteral("serverPlatform"));
     m_serverOS = prefsmaps::readIntMap<QString>(QStringLiteral("serverOSByServer"));
@@ -122,8 +123,6 @@ void Store::startLoggedInTasks() {
         co_await s->selectPrimaryBase();
         if (!s) co_return;
         co_await s->upgradeKeyAuth();
-        if (!s) co_return;
-        co_await s->realignTailnetAccount();
     }(self);
     startHostStatusPolling();
 }
@@ -171,6 +170,14 @@ void Store::setAccent(AppAccent accent) {
     m_accent = accent;
     Prefs::shared().setValue(QStringLiteral("accent"), rawValue(accent));
     setCurrentAccentColor(color(accent));
+    emit settingsChanged();
+}
+
+void Store::setLanguage(AppLanguage language) {
+    if (m_language == language) return;
+    m_language = language;
+    Prefs::shared().setValue(QStringLiteral("appLanguage"), rawValue(language));
+    Loc::setCurrent(language);
     emit settingsChanged();
 }
 

@@ -8,6 +8,7 @@
 #include "model/Config.h"
 #include "model/Models.h"
 #include "net/Api.h"
+#include "shell/Localisation.h"
 #include "shell/Theme.h"
 #include "store/TranscriptionEngine.h"
 
@@ -30,14 +31,16 @@ struct TimelineChange {
 };
 Q_DECLARE_METATYPE(TimelineChange)
 
+struct StoreOptions {
+    // Tests shrink every wait (reconnect back-off, polling, expiries) by this factor.
+    double timeScale = 1.0;
+};
+
 class Store : public QObject {
     Q_OBJECT
 
 public:
-    struct Options {
-        // Tests shrink every wait (reconnect back-off, polling, expiries) by this factor.
-        double timeScale = 1.0;
-    };
+    using Options = StoreOptions;
 
     explicit Store(Options options = {}, QObject* parent = nullptr);
     ~Store() override;
@@ -90,6 +93,8 @@ public:
 
     // MARK: Bootstrap and resync
     QCoro::Task<> resync();
+    // A bootstrap reply merged into the store: a resync without its fetches.
+    void mergeBootstrap(const BootstrapResponse& reply);
     void applyAvailableEngines(const std::optional<QList<QString>>& names);
     void sanitizeLastMessages(QList<ChatSummary>& list) const;
     void seedReads(const ChatSummary& chat);
@@ -99,6 +104,7 @@ public:
     void registerForPush() {}
     QList<TranscriptionEngine> selectableEngines() const;
     int badgeCount() const { return m_badgeCount; }
+    bool hostPollRunning() const { return m_hostPollStarted; }
 
     // MARK: Ids and routing across servers
     struct Route {
@@ -210,6 +216,8 @@ public:
     void setDesign(AppDesign design);
     AppAccent accent() const { return m_accent; }
     void setAccent(AppAccent accent);
+    AppLanguage language() const { return m_language; }
+    void setLanguage(AppLanguage language);
     TranscriptionEngine transcriptionEngine() const { return m_transcriptionEngine; }
     void setTranscriptionEngine(TranscriptionEngine engine);
     bool claudeCodeEnabled() const { return m_claudeCodeEnabled; }
@@ -265,7 +273,6 @@ signals:
 
 private:
     void init();
-    void startExtraServerTasksIfAny();
     void receiveLoop(QWebSocket* socket);
     void pingLoop(QWebSocket* socket);
     QCoro::Task<> onFirstPong(QWebSocket* socket);
@@ -276,7 +283,6 @@ private:
     void handleRead(const WsEvent& event);
     void handlePresence(const WsEvent& event, int server);
     void handlePresenceSnapshot(const WsEvent& event, int server);
-    void mergeBootstrap(const BootstrapResponse& reply);
     QCoro::Task<> refreshSelectedAfterResync();
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
@@ -295,6 +301,7 @@ private:
     std::optional<QString> m_lastError;
     AppDesign m_design = AppDesign::classic;
     AppAccent m_accent = AppAccent::blue;
+    AppLanguage m_language = AppLanguage::system;
     TranscriptionEngine m_transcriptionEngine = TranscriptionEngine::apple;
     bool m_claudeCodeEnabled = true;
     std::optional<QString> m_claudeHostName;

@@ -1,0 +1,128 @@
+#include "net/Api.h"
+#include "net/Pinning.h"
+#include "store/Store.h"
+#include "support/TestSupport.h"
+
+#include <QTest>
+#include <QUrlQuery>
+
+// The parts of the REST client and of server trust that need no server.
+class TestApiRules : public QObject {
+    Q_OBJECT
+
+private slots:
+    void wsUrlFollowsTheScheme() {
+        QVERIFY(!Api(QUrl("http://h:8391"), std::nullopt).wsURL());
+        const QUrl plain = *Api(QUrl("http://h:8391"), QString("t k")).wsURL();
+        QCOMPARE(plain.scheme(), "ws");
+        QCOMPARE(plain.path(), "/ws");
+        const QUrlQuery query(plain);
+        QCOMPARE(query.queryItems().size(), 3);
+        QCOMPARE(query.queryItems()[0].first, "token");
+        QCOMPARE(query.queryItemValue("token"), "t k");
+        QCOMPARE(query.queryItemValue("device"), "Mac");
+        QCOMPARE(query.queryItems()[2].first, "app");
+        QCOMPARE(Api(QUrl("https://h:80"), QString("t")).wsURL()->scheme(), "wss");
+        QCOMPARE(Api(QUrl("ftp://h"), QString("t")).wsURL()->scheme(), "ws");
+    }
+
+    void avatarUrlsCarryTheVersion() {
+        const Api api(QUrl("http://h:1"), std::nullopt);
+        QCOMPARE(api.avatarURL(7, 123).toString(), "http://h:1/api/users/7/avatar?v=123");
+        QCOMPARE(api.chatAvatarURL(9, 4).toString(), "http://h:1/api/chats/9/avatar?v=4");
+    }
+
+    void appVersionHasVersionAndBuild() {
+        QVERIFY(QRegularExpression(R"(^\S+ \(\S+\)$)").match(clientAppVersion()).hasMatch());
+        QCOMPARE(clientDeviceName(), "Mac");
+    }
+
+    void friendlyMessages_data() {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("text");
+        using C = UrlError::Code;
+        QTest::newRow("no host name")
+            << int(C::CannotFindHost) << "box"
+            << "Can’t reach “box”. This server is on your Tailscale network — check that "
+               "Tailscale is connected.";
+        QTest::newRow("refused")
+            << int(C::CannotConnectToHost) << "10.0.0.2"
+            << "Can’t connect to “10.0.0.2”. The server may be down, or you’re off its network "
+               "(Tailscale).";
+        QTest::newRow("offline") << int(C::NotConnectedToInternet) << "h"
+                                 << "No internet connection.";
+        QTest::newRow("timeout without host")
+            << int(C::TimedOut) << ""
+            << "the server took too long to respond. Check your connection (Tailscale) and try "
+               "again.";
+        QTest::newRow("other keeps its text") << int(C::Other) << "h" << "raw description";
+    }
+
+    void friendlyMessages() {
+        QFETCH(int, code);
+        QFETCH(QString, host);
+        QFETCH(QString, text);
+        const UrlError error(UrlError::Code(code), "raw description");
+        QCOMPARE(Api::friendlyMessage(error, host), text);
+    }
+
+    void responseDecoder() {
+        QCOMPARE(decodeResponse(204, "x"), QByteArray("x"));
+        auto message = [](int status, const QByteArray& body) {
+            try {
+                decodeResponse(status, body);
+            } catch (const ApiError& e) {
+                return e.message();
+            }
+            return QString("no error");
+        };
+        QCOMPARE(message(404, R"({"error":"no such chat"})"), "no such chat");
+        QCOMPARE(message(502, "<html>bad gateway</html>"), "HTTP 502");
+        QCOMPARE(message(500, R"({"error":3})"), "HTTP 500");
+        QCOMPARE(message(300, "{}"), "HTTP 300");
+    }
+
+    void hostPortAndUpgrade() {
+        ScopedPrefs prefs;
+        PinRegistry& pins = PinRegistry::shared();
+        pins.reload();
+        QCOMPARE(PinRegistry::hostPort(QUrl("http://h")), "h:80");
+        QCOMPARE(PinRegistry::hostPort(QUrl("wss://h")), "h:443");
+        QCOMPARE(PinRegistry::hostPort(QUrl("https://h:8391/x")), "h:8391");
+        QCOMPARE(PinRegistry::hostPort(QUrl("file:///x")), ":80");
+
+        QCOMPARE(pins.upgraded(QUrl("http://h")), QUrl("http://h"));
+        pins.setPin("fp", "h:80");
+        QCOMPARE(pins.upgraded(QUrl("http://h")), QUrl("https://h:80"));
+        QCOMPARE(pins.upgraded(QUrl("http://h:80/p")), QUrl("https://h:80/p"));
+        QCOMPARE(pins.upgraded(QUrl("https://h")), QUrl("https://h"));
+        QCOMPARE(pins.upgraded(QUrl("http://h:81")), QUrl("http://h:81"));
+
+        // Pins are in force after a restart, before the first request.
+        pins.reload();
+        QCOMPARE(pins.pin("h:80"), "fp");
+        pins.removePin("h:80");
+        pins.reload();
+        QVERIFY(!pins.pin("h:80"));
+    }
+
+    void normalizedServerUrl_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("url");
+        QTest::newRow("bare host") << "box" << "https://box";
+        QTest::newRow("port and slashes") << " http://box:8391/// " << "http://box:8391";
+        QTest::newRow("blanks only") << "   " << "";
+        QTest::newRow("no host") << "http://" << "";
+    }
+
+    void normalizedServerUrl() {
+        QFETCH(QString, text);
+        QFETCH(QString, url);
+        const auto normalized = Store::normalizedServerURL(text);
+        QCOMPARE(normalized ? normalized->toString() : QString(), url);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestApiRules)
+#include "test_api_rules.moc"
