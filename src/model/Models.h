@@ -98,21 +98,28 @@ struct Message {
     bool isCCWorking() const;
     bool isPriority() const;
     bool isSystemNote() const;
-    std::optional<QString> systemNoteText() const;
+    QString systemNoteText() const;
     QString displayText() const;
     std::optional<DeployTarget> deployTarget() const;
     std::optional<qint64> ccWorkingMsgId() const;
     std::optional<qint64> ccWorkingStartId() const;
     std::optional<qint64> ccSeenMsgId() const;
     std::optional<qint64> ccAnswersId() const;
-    std::optional<qint64> ccContextTokens() const;
+    struct CCTokens {
+        qint64 ctx = 0;
+        qint64 warm = 0;
+        qint64 fresh = 0;
+        qint64 create = 0;
+        bool operator==(const CCTokens&) const = default;
+    };
+    std::optional<CCTokens> ccContextTokens() const;
     std::optional<QString> ccModel() const;
     QList<qint64> ccDoneIds() const;
     std::optional<QString> ccAccount() const;
     std::optional<QString> ccEffort() const;
     bool ccChromeActive() const;
     bool ccScreenshotActive() const;
-    static bool isMarkerLine(const QString& line);
+    static bool isMarkerLine(QStringView line);
     static qint64 markerIdToGlobal(qint64 id, qint64 like);
 };
 

@@ -1,27 +1,39 @@
 #pragma once
 
-// Global ids: a server's number sits above the low 40 bits of a 64-bit id.
-// The primary server is number 0, so its ids are already global. Negative
-// ids are local pending messages and are never packed.
+// Ids of several servers share one 64-bit space: the server's number sits
+// above the low 40 bits. The primary server is number 0, so its ids are
+// already global. Negative ids (local pending messages) pass through encode
+// untouched, which keeps them out of every server's range.
 
 #include <QtGlobal>
-#include <utility>
 
 namespace IDCodec {
 
 inline constexpr int shift = 40;
-inline constexpr qint64 mask = 0xFFFFFFFFFFLL;
+inline constexpr qint64 mask = 0xFFFFFFFFFF;
 
+// Shifts through unsigned arithmetic so that large or negative server numbers
+// wrap instead of overflowing.
 constexpr qint64 encode(qint64 real, int server) {
-    if (server != 0 && real >= 0) return (real & mask) | (qint64(server) << shift);
-    return real;
+    if (server == 0 || real < 0) return real;
+    const quint64 high = quint64(qint64(server)) << shift;
+    return qint64(quint64(real & mask) | high);
 }
 
-constexpr int serverId(qint64 id) { return int(id >> shift); }
+// Arithmetic shift: a pending (negative) id gives -1.
+constexpr int serverId(qint64 id) {
+    return int(id >> shift);
+}
 
-constexpr std::pair<int, qint64> decode(qint64 id) {
+struct Decoded {
+    int server = 0;
+    qint64 real = 0;
+    constexpr bool operator==(const Decoded&) const = default;
+};
+
+constexpr Decoded decode(qint64 id) {
     const int server = serverId(id);
-    return {server, server == 0 ? id : (id & mask)};
+    return {server, server == 0 ? id : id & mask};
 }
 
 } // namespace IDCodec
