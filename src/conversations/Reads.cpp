@@ -38,7 +38,7 @@ void Store::markRead(qint64 chatId) {
                 {QStringLiteral("chatId"), QJsonValue(chatId)},
                 {QStringLiteral("messageId"), QJsonValue(*target)}});
     } else {
-        const qint64 realMessage = IDCodec::decode(*target).second;
+        const qint64 realMessage = IDCodec::decode(*target).real;
         QWebSocket* link = extraWS.value(r->server);
         if (extraWSConnected.value(r->server) && link) {
             const QJsonObject frame{{QStringLiteral("type"), QStringLiteral("read")},

@@ -115,7 +115,7 @@ QCoro::Task<> Store::loadOlderExtra(qint64 chatId) {
     if (first == local.end()) co_return;
     QList<Message> page;
     try {
-        auto call = r->api.messages(r->real, IDCodec::decode(first->id).second, pageSize);
+        auto call = r->api.messages(r->real, IDCodec::decode(first->id).real, pageSize);
         page = co_await call;
     } catch (const std::exception&) {
         co_return; // background work: dropped

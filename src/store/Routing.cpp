@@ -19,7 +19,7 @@ qint64 Store::unmapUserId(qint64 id, int server) const {
         const auto it = serverMeId.constFind(server);
         if (it != serverMeId.constEnd()) return *it;
     }
-    return IDCodec::decode(id).second;
+    return IDCodec::decode(id).real;
 }
 
 void Store::remap(User& user, int server) const {
@@ -120,14 +120,14 @@ std::optional<QUrl> Store::avatarURL(qint64 userId) const {
         version = it->avatarAt;
     }
     if (!version) return std::nullopt;
-    return serverApi->avatarURL(IDCodec::decode(userId).second, *version);
+    return serverApi->avatarURL(IDCodec::decode(userId).real, *version);
 }
 
 std::optional<QUrl> Store::chatAvatarURL(const ChatSummary& chat) const {
     if (chat.isGroup()) {
         const auto serverApi = apiFor(IDCodec::serverId(chat.id));
         if (!serverApi || !chat.avatarAt) return std::nullopt;
-        return serverApi->chatAvatarURL(IDCodec::decode(chat.id).second, *chat.avatarAt);
+        return serverApi->chatAvatarURL(IDCodec::decode(chat.id).real, *chat.avatarAt);
     }
     for (const User& member : chat.members)
         if (!me || member.id != me->id) return avatarURL(member.id);

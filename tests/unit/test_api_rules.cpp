@@ -113,7 +113,7 @@ private slots:
         QTest::newRow("bare host") << "box" << "https://box";
         QTest::newRow("port and slashes") << " http://box:8391/// " << "http://box:8391";
         QTest::newRow("blanks only") << "   " << "";
-        QTest::newRow("no host") << "http://" << "";
+        QTest::newRow("no scheme") << "://box" << "";
     }
 
     void normalizedServerUrl() {

@@ -83,7 +83,7 @@ private slots:
         QTest::addColumn<QString>("base");
         QTest::newRow("blanks and one slash") << "  http://h:8391/ \n" << "http://h:8391";
         QTest::newRow("two slashes lose one") << "http://h:8391//" << "http://h:8391/";
-        QTest::newRow("no scheme") << "h:8391" << "";
+        QTest::newRow("no scheme") << "box.local/api" << "";
         QTest::newRow("empty") << "" << "";
     }
 
