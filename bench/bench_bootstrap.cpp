@@ -2,10 +2,12 @@
 // same bytes. Target: decode + merge within 2x of the parse.
 #include "BenchRatio.h"
 #include "model/Models.h"
+#include "store/Prefs.h"
 #include "store/Store.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -77,6 +79,8 @@ BENCHMARK(DecodeAndMerge)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    QTemporaryDir dir;
+    Prefs::useFile(dir.filePath("bench.conf"));
     std::printf("bootstrap size: %.1f MB\n", bytes().size() / 1e6);
     return runWithRatios(argc, argv, {{"Decode", "RawParse"}, {"DecodeAndMerge", "RawParse"}});
 }

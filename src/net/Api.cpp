@@ -96,6 +96,8 @@ QNetworkAccessManager& Api::session() {
     return *manager;
 }
 
+void Api::setRequestTimeoutForTesting(int ms) { session().setTransferTimeout(ms); }
+
 QUrl Api::url(const QString& path, const Query& query) const {
     QUrl u = base;
     QString basePath = u.path();

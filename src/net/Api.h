@@ -78,6 +78,8 @@ public:
 
     // The shared session: 15 s transfer timeout, pinning on every reply.
     static QNetworkAccessManager& session();
+    // Tests shorten the 15 s request timeout to exercise it quickly.
+    static void setRequestTimeoutForTesting(int ms);
     static constexpr int requestTimeoutMs = 15000;
     static constexpr int uploadTimeoutMs = 180000;
 
