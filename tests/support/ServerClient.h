@@ -34,6 +34,7 @@ public:
     // Name login; keeps and returns the token, or an empty text on refusal.
     QString login(const QString& name);
     void setToken(const QString& token) { m_token = token; }
+    void setBase(const QString& base) { m_base = base; }
     const QString& token() const { return m_token; }
     const QString& base() const { return m_base; }
 
