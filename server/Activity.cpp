@@ -3,6 +3,7 @@
 #include "Events.h"
 
 #include <QWebSocket>
+#include <cstdio>
 
 namespace activity {
 namespace {
@@ -79,6 +80,8 @@ void handleFrame(Context& ctx, const Connection& conn, const QJsonObject& frame)
         }
     } catch (const HttpError&) {
         // A frame about a conversation the user is not in is dropped.
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "velmarin-server: %s frame failed: %s\n", qPrintable(type), e.what());
     }
 }
 

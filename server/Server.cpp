@@ -7,6 +7,7 @@
 #include <QTcpServer>
 #include <QUrlQuery>
 #include <QWebSocket>
+#include <cstdio>
 
 Server::Server(ServerOptions options, QObject* parent)
     : QObject(parent), m_options(std::move(options)),
@@ -59,6 +60,14 @@ quint16 Server::httpPort() const {
 }
 
 void Server::acceptWebSockets() {
+    try {
+        acceptPendingSockets();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "velmarin-server: accepting a socket failed: %s\n", e.what());
+    }
+}
+
+void Server::acceptPendingSockets() {
     while (m_front.hasPendingWebSocketConnections()) {
         std::unique_ptr<QWebSocket> socket = m_front.nextPendingWebSocketConnection();
         if (!socket) break;
@@ -67,8 +76,11 @@ void Server::acceptWebSockets() {
             authenticate(query.queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded));
         const auto user = caller ? m_db.user(caller->userId) : std::nullopt;
         if (!user) {
-            socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
-                          QStringLiteral("unauthorized"));
+            // The close frame needs the event loop to go out before the socket goes.
+            QWebSocket* refused = socket.release();
+            refused->close(QWebSocketProtocol::CloseCodePolicyViolated,
+                           QStringLiteral("unauthorized"));
+            refused->deleteLater();
             continue;
         }
         m_hub.attach(socket.release(), *user,

@@ -27,6 +27,7 @@ public:
 private:
     std::optional<Caller> authenticate(const QString& token);
     void acceptWebSockets();
+    void acceptPendingSockets();
 
     ServerOptions m_options;
     ServerIdentity m_identity;

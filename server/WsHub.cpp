@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QWebSocket>
 #include <algorithm>
+#include <cstdio>
 
 namespace {
 
@@ -35,6 +36,13 @@ WsHub::~WsHub() {
 void WsHub::attach(QWebSocket* socket, const UserRow& user, const QString& device,
                    const QString& app) {
     socket->setParent(this);
+    try {
+        m_db.setClientInfo(user.id, device, app);
+    } catch (...) {
+        socket->close(QWebSocketProtocol::CloseCodeAbnormalDisconnection);
+        socket->deleteLater();
+        throw;
+    }
     const Connection conn{socket, user.id, device, app, false};
     m_connections.insert(socket, conn);
     connect(socket, &QWebSocket::textMessageReceived, this,
@@ -42,7 +50,6 @@ void WsHub::attach(QWebSocket* socket, const UserRow& user, const QString& devic
     connect(socket, &QWebSocket::binaryMessageReceived, this,
             [this, socket](const QByteArray& b) { receive(socket, QString::fromUtf8(b)); });
     connect(socket, &QWebSocket::disconnected, this, [this, socket] { detach(socket); });
-    m_db.setClientInfo(user.id, device, app);
     sendSnapshot(conn);
     if (++m_socketCount[user.id] == 1) sendToAudienceOf(user.id, presence(user.id, true, {}));
 }
@@ -67,8 +74,12 @@ void WsHub::detach(QWebSocket* socket) {
     if (--m_socketCount[userId] > 0) return;
     m_socketCount.remove(userId);
     const qint64 at = Storage::now();
-    m_db.setLastSeen(userId, at);
-    sendToAudienceOf(userId, presence(userId, false, at));
+    try {
+        m_db.setLastSeen(userId, at);
+        sendToAudienceOf(userId, presence(userId, false, at));
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "velmarin-server: presence update failed: %s\n", e.what());
+    }
 }
 
 void WsHub::receive(QWebSocket* socket, const QString& text) {
