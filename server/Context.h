@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Options.h"
+#include "Storage.h"
+#include "Tls.h"
+#include "WsHub.h"
+
+#include <QHash>
+#include <QMap>
+
+// Build state of one conversation, as the agent host last reported it.
+struct BuildState {
+    QString state;
+    std::optional<qint64> percent;
+    QString label;
+};
+
+// Who typed where, kept for the REST view of typing.
+struct TypingEntry {
+    qint64 chatId = 0;
+    qint64 userId = 0;
+    QString device;
+    qint64 at = 0;
+};
+
+// A key-login challenge waiting for its signature.
+struct PendingNonce {
+    QString nonce;
+    qint64 issuedAt = 0;
+};
+
+// What every route and event handler shares. Lives as long as the server.
+struct Context {
+    const ServerOptions& options;
+    const ServerIdentity& identity;
+    Storage& db;
+    WsHub& hub;
+    QMap<qint64, BuildState> builds;
+    QList<TypingEntry> typing;
+    QHash<QString, PendingNonce> nonces; // by public key
+};

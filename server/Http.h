@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QUrlQuery>
+#include <optional>
+#include <stdexcept>
+
+// Who is calling, once a bearer token has been accepted.
+struct Caller {
+    qint64 userId = 0;
+    QString username;
+    bool isGuest = false;
+    bool isBot = false;
+    QString token;
+};
+
+// One request as route handlers see it.
+struct HttpRequest {
+    QByteArray method;
+    QString path; // without the leading slash
+    QUrlQuery query;
+    QJsonObject body; // the JSON object body; empty when there was none
+    QByteArray rawBody;
+    QHostAddress peer;
+    QString bearer;    // the token of an "Authorization: Bearer" header
+    QList<qint64> ids; // the numbers captured by <id> in the route's pattern
+    std::optional<Caller> caller;
+
+    qint64 id(int index = 0) const { return ids.value(index); }
+    const Caller& me() const { return *caller; }
+    bool fromLoopback() const;
+};
+
+struct HttpReply {
+    int status = 200;
+    QByteArray body;
+    QByteArray contentType = "application/json";
+
+    static HttpReply json(const QJsonObject& obj, int status = 200);
+    static HttpReply error(int status, const QString& message);
+    static HttpReply ok() { return json(QJsonObject{{QStringLiteral("ok"), true}}); }
+};
+
+// Thrown by handlers to answer with `{"error": message}` and a status.
+class HttpError : public std::runtime_error {
+public:
+    HttpError(int status, const QString& message)
+        : std::runtime_error(message.toStdString()), m_status(status), m_message(message) {}
+    int status() const { return m_status; }
+    const QString& message() const { return m_message; }
+
+private:
+    int m_status;
+    QString m_message;
+};
+
+// Readers of request bodies and queries; each throws HttpError 400 with the
+// key's name when the value is missing or of the wrong type.
+namespace body {
+QString requireString(const QJsonObject& obj, const QString& key);
+std::optional<QString> optString(const QJsonObject& obj, const QString& key);
+qint64 requireId(const QJsonObject& obj, const QString& key);
+std::optional<qint64> optInt(const QJsonObject& obj, const QString& key);
+std::optional<bool> optBool(const QJsonObject& obj, const QString& key);
+QList<qint64> requireIdList(const QJsonObject& obj, const QString& key);
+std::optional<qint64> queryInt(const QUrlQuery& query, const QString& key);
+} // namespace body

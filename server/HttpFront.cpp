@@ -1,0 +1,93 @@
+#include "HttpFront.h"
+
+#include "Router.h"
+
+#include <QHttpServerRequest>
+#include <QHttpServerResponder>
+
+namespace {
+
+QByteArray methodName(QHttpServerRequest::Method method) {
+    switch (method) {
+    case QHttpServerRequest::Method::Get:
+        return "GET";
+    case QHttpServerRequest::Method::Post:
+        return "POST";
+    case QHttpServerRequest::Method::Put:
+        return "PUT";
+    case QHttpServerRequest::Method::Patch:
+        return "PATCH";
+    case QHttpServerRequest::Method::Delete:
+        return "DELETE";
+    case QHttpServerRequest::Method::Head:
+        return "HEAD";
+    case QHttpServerRequest::Method::Options:
+        return "OPTIONS";
+    default:
+        return "OTHER";
+    }
+}
+
+QByteArray header(const QHttpServerRequest& request, const QByteArray& name) {
+    for (const auto& [key, value] : request.headers())
+        if (key.compare(name, Qt::CaseInsensitive) == 0) return value;
+    return {};
+}
+
+bool isUpgrade(const QHttpServerRequest& request) {
+    return header(request, "upgrade").compare("websocket", Qt::CaseInsensitive) == 0;
+}
+
+QString bearerToken(const QHttpServerRequest& request) {
+    const QByteArray value = header(request, "authorization");
+    static const QByteArray prefix = "Bearer ";
+    if (!value.startsWith(prefix)) return {};
+    return QString::fromUtf8(value.mid(prefix.size()).trimmed());
+}
+
+QString routePath(const QUrl& url) {
+    QString path = url.path();
+    while (path.startsWith(u'/'))
+        path.remove(0, 1);
+    return path;
+}
+
+void write(QHttpServerResponder& responder, const HttpReply& reply) {
+    responder.write(reply.body, {{"Content-Type", reply.contentType}},
+                    static_cast<QHttpServerResponder::StatusCode>(reply.status));
+}
+
+} // namespace
+
+HttpFront::HttpFront(const Router& router, bool webSocket, QObject* parent)
+    : QAbstractHttpServer(parent), m_router(router), m_webSocket(webSocket) {}
+
+bool HttpFront::acceptsUpgrade(const QHttpServerRequest& request) const {
+    if (!m_webSocket || routePath(request.url()) != QLatin1String("ws")) return false;
+    const QString token =
+        request.query().queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
+    return m_router.authenticate(token).has_value();
+}
+
+bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
+    // Returning true for an upgrade hands the socket to the WebSocket server.
+    if (isUpgrade(request)) return acceptsUpgrade(request);
+    HttpRequest req;
+    req.method = methodName(request.method());
+    req.path = routePath(request.url());
+    req.query = request.query();
+    req.rawBody = request.body();
+    req.peer = request.remoteAddress();
+    req.bearer = bearerToken(request);
+    QHttpServerResponder responder = makeResponder(request, socket);
+    write(responder, m_router.dispatch(req));
+    return true;
+}
+
+void HttpFront::missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) {
+    QHttpServerResponder responder = makeResponder(request, socket);
+    if (isUpgrade(request) && m_webSocket && routePath(request.url()) == QLatin1String("ws"))
+        write(responder, HttpReply::error(401, QStringLiteral("unauthorized")));
+    else
+        write(responder, HttpReply::error(404, QStringLiteral("not found")));
+}

@@ -1,0 +1,119 @@
+#include "Options.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QStandardPaths>
+#include <cstdio>
+
+namespace {
+
+QStringList splitList(const QString& value) {
+    QStringList out;
+    for (const QString& part : value.split(u',', Qt::SkipEmptyParts)) {
+        const QString trimmed = part.trimmed();
+        if (!trimmed.isEmpty()) out.push_back(trimmed);
+    }
+    return out;
+}
+
+std::optional<quint16> parsePort(const QString& text) {
+    bool ok = false;
+    const uint value = text.toUInt(&ok);
+    if (!ok || value > 65535) return std::nullopt;
+    return static_cast<quint16>(value);
+}
+
+QString defaultDataDir() {
+    return QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+        .filePath(QStringLiteral("velmarin-server"));
+}
+
+void addOptions(QCommandLineParser& parser) {
+    parser.setApplicationDescription(
+        QStringLiteral("Reference server of the Velmarin chat service: REST, WebSocket events, TLS "
+                       "and plain HTTP on one port, SQLite storage.\n"
+                       "When it listens it prints one line to stdout:\n"
+                       "  velmarin-server ready port=<port> http-port=<plain port or 0> "
+                       "fingerprint=<base64>"));
+    parser.addHelpOption();
+    parser.addOptions({
+        {QStringLiteral("data-dir"),
+         QStringLiteral("Directory for the database and the TLS key (default: %1).")
+             .arg(defaultDataDir()),
+         QStringLiteral("dir")},
+        {QStringLiteral("listen"), QStringLiteral("Address to listen on (default 127.0.0.1)."),
+         QStringLiteral("addr")},
+        {QStringLiteral("port"),
+         QStringLiteral("Main port, TLS and plain HTTP (default 8391; 0 picks a free port)."),
+         QStringLiteral("n")},
+        {QStringLiteral("http-port"),
+         QStringLiteral("Also serve plain HTTP only on this port (0 picks a free port). "
+                        "Off unless given."),
+         QStringLiteral("n")},
+        {QStringLiteral("names"),
+         QStringLiteral("Comma-separated names allowed to sign in by name."),
+         QStringLiteral("a,b,c")},
+        {QStringLiteral("owner"),
+         QStringLiteral("The owner's name: an empty-name login from loopback signs in as "
+                        "the owner, who may also report build status."),
+         QStringLiteral("name")},
+        {QStringLiteral("no-websocket"), QStringLiteral("Refuse WebSocket connections.")},
+        {QStringLiteral("discovered"),
+         QStringLiteral("Comma-separated server URLs reported as discovered servers."),
+         QStringLiteral("url,url")},
+        {QStringLiteral("platform"),
+         QStringLiteral("Platform reported by api/server-identity (default linux)."),
+         QStringLiteral("text")},
+    });
+}
+
+bool applyPorts(const QCommandLineParser& parser, ServerOptions& opts) {
+    if (parser.isSet(QStringLiteral("port"))) {
+        const auto port = parsePort(parser.value(QStringLiteral("port")));
+        if (!port) return false;
+        opts.port = *port;
+    }
+    if (parser.isSet(QStringLiteral("http-port"))) {
+        opts.httpPort = parsePort(parser.value(QStringLiteral("http-port")));
+        if (!opts.httpPort) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exitCode) {
+    QCommandLineParser parser;
+    addOptions(parser);
+    exitCode = 2;
+    if (!parser.parse(arguments)) {
+        std::fprintf(stderr, "%s\n", qPrintable(parser.errorText()));
+        return std::nullopt;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        std::fprintf(stdout, "%s", qPrintable(parser.helpText()));
+        exitCode = 0;
+        return std::nullopt;
+    }
+    ServerOptions opts;
+    opts.dataDir = parser.isSet(QStringLiteral("data-dir"))
+                       ? parser.value(QStringLiteral("data-dir"))
+                       : defaultDataDir();
+    if (parser.isSet(QStringLiteral("listen")) &&
+        !opts.listen.setAddress(parser.value(QStringLiteral("listen")))) {
+        std::fprintf(stderr, "invalid --listen address\n");
+        return std::nullopt;
+    }
+    if (!applyPorts(parser, opts)) {
+        std::fprintf(stderr, "invalid port number\n");
+        return std::nullopt;
+    }
+    opts.names = splitList(parser.value(QStringLiteral("names")));
+    opts.owner = parser.value(QStringLiteral("owner")).trimmed();
+    opts.webSocket = !parser.isSet(QStringLiteral("no-websocket"));
+    opts.discovered = splitList(parser.value(QStringLiteral("discovered")));
+    if (parser.isSet(QStringLiteral("platform")))
+        opts.platform = parser.value(QStringLiteral("platform"));
+    exitCode = 0;
+    return opts;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QHostAddress>
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+// What the command line asks of this server process.
+struct ServerOptions {
+    QString dataDir;
+    QHostAddress listen = QHostAddress(QHostAddress::LocalHost);
+    quint16 port = 8391;
+    // Absent: no plain-only port. Zero: an ephemeral one.
+    std::optional<quint16> httpPort;
+    QStringList names;
+    QString owner;
+    bool webSocket = true;
+    QStringList discovered;
+    QString platform = QStringLiteral("linux");
+};
+
+// Parses the process arguments. On --help or bad input it prints to the
+// matching stream and returns no options; `exitCode` then says how to leave.
+std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exitCode);

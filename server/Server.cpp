@@ -1,0 +1,90 @@
+#include "Server.h"
+
+#include "Activity.h"
+#include "Routes.h"
+#include "SniffingServer.h"
+
+#include <QTcpServer>
+#include <QUrlQuery>
+#include <QWebSocket>
+#include <cstdio>
+
+Server::Server(ServerOptions options, QObject* parent)
+    : QObject(parent), m_options(std::move(options)),
+      m_identity(loadOrCreateIdentity(m_options.dataDir)), m_db(m_options.dataDir),
+      m_hub(m_db, this), m_ctx{m_options, m_identity, m_db, m_hub, {}, {}, {}},
+      m_router([this](const QString& token) { return authenticate(token); }),
+      m_front(m_router, m_options.webSocket, this) {
+    addAuthRoutes(m_router, m_ctx);
+    addSessionRoutes(m_router, m_ctx);
+    addChatRoutes(m_router, m_ctx);
+    addMessageRoutes(m_router, m_ctx);
+    m_hub.onFrame = [this](const Connection& conn, const QJsonObject& frame) {
+        activity::handleFrame(m_ctx, conn, frame);
+    };
+    if (m_options.webSocket)
+        connect(&m_front, &QAbstractHttpServer::newWebSocketConnection, this,
+                &Server::acceptWebSockets);
+}
+
+Server::~Server() = default;
+
+std::optional<Caller> Server::authenticate(const QString& token) {
+    const auto user = m_db.userForToken(token);
+    if (!user) return std::nullopt;
+    return Caller{user->id, user->username, user->isGuest, user->isBot, token};
+}
+
+QString Server::listen() {
+    m_main = new SniffingServer(m_identity.sslConfiguration(), &m_front);
+    if (!m_main->listen(m_options.listen, m_options.port))
+        return QStringLiteral("port %1: %2").arg(m_options.port).arg(m_main->errorString());
+    m_front.bind(m_main);
+    if (m_options.httpPort) {
+        m_plain = new QTcpServer(&m_front);
+        if (!m_plain->listen(m_options.listen, *m_options.httpPort))
+            return QStringLiteral("port %1: %2")
+                .arg(*m_options.httpPort)
+                .arg(m_plain->errorString());
+        m_front.bind(m_plain);
+    }
+    return {};
+}
+
+quint16 Server::port() const {
+    return m_main ? m_main->serverPort() : 0;
+}
+
+quint16 Server::httpPort() const {
+    return m_plain ? m_plain->serverPort() : 0;
+}
+
+void Server::acceptWebSockets() {
+    try {
+        acceptPendingSockets();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "velmarin-server: accepting a socket failed: %s\n", e.what());
+    }
+}
+
+void Server::acceptPendingSockets() {
+    while (m_front.hasPendingWebSocketConnections()) {
+        std::unique_ptr<QWebSocket> socket = m_front.nextPendingWebSocketConnection();
+        if (!socket) break;
+        const QUrlQuery query(socket->requestUrl());
+        const auto caller =
+            authenticate(query.queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded));
+        const auto user = caller ? m_db.user(caller->userId) : std::nullopt;
+        if (!user) {
+            // The close frame needs the event loop to go out before the socket goes.
+            QWebSocket* refused = socket.release();
+            refused->close(QWebSocketProtocol::CloseCodePolicyViolated,
+                           QStringLiteral("unauthorized"));
+            refused->deleteLater();
+            continue;
+        }
+        m_hub.attach(socket.release(), *user,
+                     query.queryItemValue(QStringLiteral("device"), QUrl::FullyDecoded),
+                     query.queryItemValue(QStringLiteral("app"), QUrl::FullyDecoded));
+    }
+}

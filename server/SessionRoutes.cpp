@@ -1,0 +1,125 @@
+// What a signed-in client loads as a whole: bootstrap, builds, its own profile.
+#include "Events.h"
+#include "Records.h"
+#include "Routes.h"
+
+namespace {
+
+bool isOwner(const Context& ctx, const Caller& caller) {
+    return !caller.isGuest && !ctx.options.owner.isEmpty() &&
+           caller.username.compare(ctx.options.owner, Qt::CaseInsensitive) == 0;
+}
+
+QJsonObject buildJson(const BuildState& b) {
+    QJsonObject obj{{QStringLiteral("state"), b.state}};
+    if (b.percent) obj.insert(QStringLiteral("percent"), *b.percent);
+    if (!b.label.isEmpty()) obj.insert(QStringLiteral("label"), b.label);
+    return obj;
+}
+
+QJsonObject buildsOf(Context& ctx, const QList<ChatRow>& chats) {
+    QJsonObject out;
+    for (const ChatRow& c : chats)
+        if (const auto it = ctx.builds.constFind(c.id); it != ctx.builds.constEnd())
+            out.insert(QString::number(c.id), buildJson(*it));
+    return out;
+}
+
+QJsonArray idArray(const QList<qint64>& ids) {
+    QJsonArray out;
+    for (qint64 id : ids)
+        out.append(id);
+    return out;
+}
+
+HttpReply bootstrap(Context& ctx, const HttpRequest& req) {
+    const qint64 me = req.me().userId;
+    QJsonArray users;
+    for (const UserRow& u : ctx.db.visibleUsers(me))
+        users.append(records::user(u));
+    const QList<ChatRow> chatRows = ctx.db.chatsOf(me);
+    QJsonArray chats;
+    for (const ChatRow& c : chatRows)
+        chats.append(records::chat(ctx.db, c, me));
+    QJsonObject reply{
+        {QStringLiteral("me"), records::user(*ctx.db.user(me))},
+        {QStringLiteral("users"), users},
+        {QStringLiteral("chats"), chats},
+        {QStringLiteral("botIds"), idArray(ctx.db.botIds())},
+        {QStringLiteral("builds"), buildsOf(ctx, chatRows)},
+    };
+    const QStringList linked = ctx.db.linkedServers(me);
+    if (!linked.isEmpty())
+        reply.insert(QStringLiteral("linkedServers"), QJsonArray::fromStringList(linked));
+    if (!ctx.options.discovered.isEmpty())
+        reply.insert(QStringLiteral("discoveredServers"),
+                     QJsonArray::fromStringList(ctx.options.discovered));
+    return HttpReply::json(reply);
+}
+
+HttpReply setBuild(Context& ctx, const HttpRequest& req) {
+    if (!req.me().isBot && !isOwner(ctx, req.me()))
+        throw HttpError(403, QStringLiteral("only the agent host reports builds"));
+    const qint64 chatId = req.id();
+    if (!ctx.db.chat(chatId)) throw HttpError(404, QStringLiteral("no such conversation"));
+    BuildState build{body::requireString(req.body, QStringLiteral("state")),
+                     body::optInt(req.body, QStringLiteral("percent")),
+                     body::optString(req.body, QStringLiteral("label")).value_or(QString())};
+    // A finished build leaves nothing behind to report.
+    if (build.state == QLatin1String("done") || build.state == QLatin1String("idle"))
+        ctx.builds.remove(chatId);
+    else
+        ctx.builds.insert(chatId, build);
+    events::buildStatus(ctx, chatId, build);
+    return HttpReply::ok();
+}
+
+void putProfileText(QVariantMap& columns, const QJsonObject& body, const QString& key,
+                    const QString& column) {
+    if (const auto value = body::optString(body, key)) columns.insert(column, value->trimmed());
+}
+
+QVariantMap profileColumns(Context& ctx, const HttpRequest& req) {
+    QVariantMap columns;
+    if (const auto name = body::optString(req.body, QStringLiteral("username"))) {
+        const QString trimmed = name->trimmed();
+        const auto holder = ctx.db.userByName(trimmed);
+        if (trimmed.isEmpty()) throw HttpError(400, QStringLiteral("the name cannot be empty"));
+        if (holder && holder->id != req.me().userId)
+            throw HttpError(409, QStringLiteral("That name is taken — choose another"));
+        columns.insert(QStringLiteral("username"), trimmed);
+    }
+    for (const char* key : {"competence", "experience", "email", "phone", "address"})
+        putProfileText(columns, req.body, QLatin1String(key), QLatin1String(key));
+    for (const char* key : {"lat", "lon"}) {
+        const QJsonValue v = req.body.value(QLatin1String(key));
+        if (v.isDouble())
+            columns.insert(QLatin1String(key), v.toDouble());
+        else if (!v.isUndefined() && !v.isNull())
+            throw HttpError(400, QStringLiteral("%1 must be a number").arg(QLatin1String(key)));
+    }
+    return columns;
+}
+
+HttpReply updateMe(Context& ctx, const HttpRequest& req) {
+    const QVariantMap columns = profileColumns(ctx, req);
+    if (!columns.isEmpty()) ctx.db.updateProfile(req.me().userId, columns);
+    const UserRow user = *ctx.db.user(req.me().userId);
+    if (!columns.isEmpty()) events::userUpdated(ctx, user);
+    return HttpReply::json(records::user(user));
+}
+
+} // namespace
+
+void addSessionRoutes(Router& router, Context& ctx) {
+    router.get(QStringLiteral("api/bootstrap"),
+               [&ctx](const HttpRequest& r) { return bootstrap(ctx, r); });
+    router.get(QStringLiteral("api/builds"), [&ctx](const HttpRequest& r) {
+        return HttpReply::json(
+            QJsonObject{{QStringLiteral("builds"), buildsOf(ctx, ctx.db.chatsOf(r.me().userId))}});
+    });
+    router.post(QStringLiteral("api/builds/<id>"),
+                [&ctx](const HttpRequest& r) { return setBuild(ctx, r); });
+    router.patch(QStringLiteral("api/me"),
+                 [&ctx](const HttpRequest& r) { return updateMe(ctx, r); });
+}

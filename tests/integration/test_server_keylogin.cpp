@@ -1,0 +1,177 @@
+// Device-key sign-in at the server: registration binds a key to an account,
+// and a login needs a signature over a fresh challenge by that very key.
+#include "support/ServerClient.h"
+#include "support/ServerProcess.h"
+
+#include <QTest>
+#include <memory>
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/evp.h>
+
+namespace {
+
+// A P-256 key pair as a device holds one.
+class TestKey {
+public:
+    TestKey() : m_key(EVP_EC_gen("P-256"), EVP_PKEY_free) {}
+
+    // Base64 of the uncompressed X9.63 point.
+    QString publicKey() const {
+        unsigned char buf[128];
+        size_t len = 0;
+        EVP_PKEY_get_octet_string_param(m_key.get(), OSSL_PKEY_PARAM_PUB_KEY, buf, sizeof buf,
+                                        &len);
+        return QString::fromLatin1(
+            QByteArray(reinterpret_cast<char*>(buf), qsizetype(len)).toBase64());
+    }
+
+    // Base64 of a DER ECDSA-SHA256 signature over the UTF-8 bytes of `text`.
+    QString sign(const QString& text) const {
+        const QByteArray data = text.toUtf8();
+        EVP_MD_CTX* md = EVP_MD_CTX_new();
+        size_t len = 0;
+        QByteArray sig;
+        if (EVP_DigestSignInit(md, nullptr, EVP_sha256(), nullptr, m_key.get()) == 1 &&
+            EVP_DigestSign(md, nullptr, &len,
+                           reinterpret_cast<const unsigned char*>(data.constData()),
+                           size_t(data.size())) == 1) {
+            sig.resize(qsizetype(len));
+            EVP_DigestSign(md, reinterpret_cast<unsigned char*>(sig.data()), &len,
+                           reinterpret_cast<const unsigned char*>(data.constData()),
+                           size_t(data.size()));
+            sig.resize(qsizetype(len));
+        }
+        EVP_MD_CTX_free(md);
+        return QString::fromLatin1(sig.toBase64());
+    }
+
+private:
+    std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> m_key;
+};
+
+QJsonObject keyBody(const QString& pubkey) {
+    return {{QStringLiteral("pubkey"), pubkey}};
+}
+
+} // namespace
+
+class TestServerKeyLogin : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        ServerClient alice(m_server.httpsUrl());
+        QVERIFY(!alice.login(QStringLiteral("alice")).isEmpty());
+        const HttpResult r = alice.post(QStringLiteral("api/key/register"),
+                                        {{"pubkey", m_aliceKey.publicKey()}, {"label", "Mac"}});
+        QCOMPARE(r.status, 200);
+        QCOMPARE(r.json.value(QStringLiteral("fingerprint")).toString(), m_server.fingerprint());
+        QCOMPARE(r.json.value(QStringLiteral("user")).toObject().value("username").toString(),
+                 QStringLiteral("alice"));
+        const QString keyToken = r.json.value(QStringLiteral("token")).toString();
+        QVERIFY(!keyToken.isEmpty() && keyToken != alice.token());
+        QCOMPARE(ServerClient(m_server.httpsUrl(), keyToken).get("api/bootstrap").status, 200);
+    }
+
+    void registrationChecksTheKey_data() {
+        QTest::addColumn<QString>("who");
+        QTest::addColumn<QString>("pubkey");
+        QTest::addColumn<int>("status");
+        const QString valid = TestKey().publicKey();
+        QByteArray offCurve = QByteArray::fromBase64(valid.toLatin1());
+        offCurve[64] = char(offCurve[64] ^ 1);
+        QTest::newRow("no token") << QString() << valid << 401;
+        QTest::newRow("not base64") << "bob"
+                                    << "***" << 400;
+        QTest::newRow("point off the curve")
+            << "bob" << QString::fromLatin1(offCurve.toBase64()) << 400;
+        QTest::newRow("compressed form")
+            << "bob"
+            << QString::fromLatin1(QByteArray::fromBase64(valid.toLatin1()).left(33).toBase64())
+            << 400;
+        QTest::newRow("someone else's key") << "bob" << m_aliceKey.publicKey() << 409;
+        QTest::newRow("again by its owner") << "alice" << m_aliceKey.publicKey() << 200;
+    }
+
+    void registrationChecksTheKey() {
+        QFETCH(QString, who);
+        QFETCH(QString, pubkey);
+        QFETCH(int, status);
+        ServerClient client(m_server.httpUrl());
+        if (!who.isEmpty()) QVERIFY(!client.login(who).isEmpty());
+        const HttpResult r = client.post(QStringLiteral("api/key/register"), keyBody(pubkey));
+        QCOMPARE(r.status, status);
+        if (status != 200) QVERIFY(!r.json.value(QStringLiteral("error")).toString().isEmpty());
+    }
+
+    void loginNeedsTheRightSignature_data() {
+        QTest::addColumn<QString>("signer");
+        QTest::addColumn<bool>("signNonce");
+        QTest::addColumn<int>("status");
+        QTest::newRow("own key over the nonce") << "own" << true << 200;
+        QTest::newRow("another key over the nonce") << "other" << true << 401;
+        QTest::newRow("own key over other text") << "own" << false << 401;
+    }
+
+    void loginNeedsTheRightSignature() {
+        QFETCH(QString, signer);
+        QFETCH(bool, signNonce);
+        QFETCH(int, status);
+        ServerClient client(m_server.httpsUrl());
+        const QString nonce = challenge(client);
+        QVERIFY(!nonce.isEmpty());
+        const TestKey other;
+        const TestKey& key = signer == QLatin1String("own") ? m_aliceKey : other;
+        const QString signature = key.sign(signNonce ? nonce : nonce + u'x');
+        const HttpResult r = login(client, signature);
+        QCOMPARE(r.status, status);
+        if (status != 200) {
+            QVERIFY(!r.json.value(QStringLiteral("error")).toString().isEmpty());
+            return;
+        }
+        QCOMPARE(r.json.value(QStringLiteral("fingerprint")).toString(), m_server.fingerprint());
+        ServerClient signedIn(m_server.httpsUrl(), r.json.value("token").toString());
+        const HttpResult boot = signedIn.get(QStringLiteral("api/bootstrap"));
+        QCOMPARE(boot.json.value("me").toObject().value("username").toString(),
+                 QStringLiteral("alice"));
+    }
+
+    void aChallengeAnswersOnce() {
+        ServerClient client(m_server.httpsUrl());
+        const QString signature = m_aliceKey.sign(challenge(client));
+        QCOMPARE(login(client, signature).status, 200);
+        QCOMPARE(login(client, signature).status, 401);
+        // A failed attempt uses the challenge up as well.
+        const QString nonce = challenge(client);
+        QCOMPARE(login(client, TestKey().sign(nonce)).status, 401);
+        QCOMPARE(login(client, m_aliceKey.sign(nonce)).status, 401);
+    }
+
+    void unknownKeysGetNoChallenge() {
+        ServerClient client(m_server.httpsUrl());
+        QCOMPARE(
+            client.post(QStringLiteral("api/key/challenge"), keyBody(TestKey().publicKey())).status,
+            401);
+        QCOMPARE(login(client, m_aliceKey.sign(QStringLiteral("never issued"))).status, 401);
+    }
+
+private:
+    QString challenge(ServerClient& client) {
+        const HttpResult r =
+            client.post(QStringLiteral("api/key/challenge"), keyBody(m_aliceKey.publicKey()));
+        return r.status == 200 ? r.json.value(QStringLiteral("nonce")).toString() : QString();
+    }
+
+    HttpResult login(ServerClient& client, const QString& signature) {
+        return client.post(QStringLiteral("api/key/login"),
+                           {{"pubkey", m_aliceKey.publicKey()}, {"signature", signature}});
+    }
+
+    ServerProcess m_server;
+    TestKey m_aliceKey;
+};
+
+QTEST_GUILESS_MAIN(TestServerKeyLogin)
+#include "test_server_keylogin.moc"
