@@ -2,6 +2,7 @@
 #include "conversations/MessageBlocks.h"
 #include "conversations/MessageDecor.h"
 #include "conversations/MessageText.h"
+#include "conversations/TextSearch.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -312,6 +313,39 @@ private slots:
         for (QChar c : encoded)
             QVERIFY2(c.isLetterOrNumber() || QStringView(u"%-._~").contains(c), qPrintable(href));
         QCOMPARE(QUrl::fromPercentEncoding(encoded.toLatin1()), code);
+    }
+
+    // The one-pass search behind web-link lookup: needles that share prefixes
+    // and suffixes, overlapping and repeated occurrences.
+    void multiSearch_data() {
+        QTest::addColumn<QStringList>("needles");
+        QTest::addColumn<QString>("haystack");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("classic") << QStringList{"he", "she", "his", "hers"} << "ushers"
+                                 << "he:2 she:1 his: hers:2";
+        QTest::newRow("overlapping") << QStringList{"aa", "a"} << "aaa"
+                                     << "aa:0,1 a:0,1,2";
+        QTest::newRow("suffix chain")
+            << QStringList{"https://a.io", "a.io", "io"} << "x https://a.io a.io"
+            << "https://a.io:2 a.io:10,15 io:12,17";
+        QTest::newRow("absent and empty") << QStringList{"zz", ""} << "abc"
+                                          << "zz: :";
+        QTest::newRow("non-ascii") << QStringList{u"\u00e9t\u00e9"_qs}
+                                   << u"\u00e9t\u00e9 \u00e9t\u00e9"_qs << u"\u00e9t\u00e9:0,4"_qs;
+    }
+    void multiSearch() {
+        QFETCH(QStringList, needles);
+        QFETCH(QString, haystack);
+        QFETCH(QString, expected);
+        const auto found = MultiSearch(needles).findAll(haystack);
+        QStringList got;
+        for (qsizetype i = 0; i < needles.size(); ++i) {
+            QStringList starts;
+            for (qsizetype at : found[size_t(i)])
+                starts << QString::number(at);
+            got << needles[i] + u':' + starts.join(u',');
+        }
+        QCOMPARE(got.join(u' '), expected);
     }
 
     void webLinks_data() {
