@@ -4,7 +4,6 @@
 #include "conversations/MessageText.h"
 #include "conversations/TextSearch.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -87,21 +86,6 @@ QString renderedPlain(const QString& html) {
     return doc.toPlainText();
 }
 
-// Milliseconds for one call, best of three, to damp scheduler noise.
-double timeMs(const std::function<void()>& work) {
-    double best = 1e12;
-    for (int i = 0; i < 3; ++i) {
-        QElapsedTimer t;
-        t.start();
-        work();
-        best = std::min(best, double(t.nsecsElapsed()) / 1e6);
-    }
-    return best;
-}
-
-QString repeated(const QString& unit, qsizetype bytes) {
-    return unit.repeated(std::max<qsizetype>(1, bytes / unit.size()));
-}
 
 } // namespace
 
@@ -604,56 +588,6 @@ private slots:
         QCOMPARE(fragmentWith(mine, u"@ana"_qs).format.foreground().color(), QColor(Qt::white));
         QCOMPARE(fragmentWith(mine, u"co de"_qs).format.foreground().color(),
                  QColor(255, 255, 255, 217));
-    }
-
-    // Linear work: ten times the input costs about ten times the time (a bit
-    // more as caches overflow), never a hundred. Each shape aims at one place
-    // where a naive parser rescans.
-    void largeInputsStayLinear_data() {
-        QTest::addColumn<QString>("unit");
-        QTest::addColumn<bool>("blocks");
-        QTest::newRow("prose with mentions and links")
-            << "Hello @ana, *see* https://x.io/a and `code` here.\n"
-            << false;
-        QTest::newRow("distinct links") << "https://h%1.example.com/path " << false;
-        QTest::newRow("unclosed emphasis") << "*a _b " << false;
-        QTest::newRow("unclosed link tails") << "[a](b " << false;
-        QTest::newRow("open brackets") << "[" << false;
-        QTest::newRow("backtick runs") << "`` ` " << false;
-        QTest::newRow("mentions") << "@a " << false;
-        QTest::newRow("wide table rows") << QString(u"| c "_qs.repeated(500) + u"|\n"_qs) << true;
-        QTest::newRow("pipes without tables") << "a|b\n" << true;
-    }
-    void largeInputsStayLinear() {
-        QFETCH(QString, unit);
-        QFETCH(bool, blocks);
-        auto make = [&](qsizetype bytes) {
-            if (!unit.contains(u"%1")) return repeated(unit, bytes);
-            QString out;
-            for (int i = 0; out.size() < bytes; ++i)
-                out += unit.arg(i);
-            return out;
-        };
-        auto prepare = [&](const QString& body) {
-            if (!blocks || !body.startsWith(u'|')) return body;
-            const qsizetype cols = unit.count(u'|') - 1;
-            return QString(u"|h"_qs.repeated(cols) + u"|\n"_qs + u"|-"_qs.repeated(cols) +
-                           u"|\n"_qs + body);
-        };
-        const QString small = prepare(make(100'000));
-        const QString large = prepare(make(1'000'000));
-        auto work = [&](const QString& text) {
-            return [&text, blocks] {
-                if (blocks)
-                    QVERIFY(!parseMessageBlocks(text).isEmpty());
-                else
-                    QVERIFY(!mentionStyled(text, false).isEmpty());
-            };
-        };
-        const double t1 = timeMs(work(small));
-        const double t10 = timeMs(work(large));
-        qInfo("%s: %.1f ms for 100 kB, %.1f ms for 1 MB", QTest::currentDataTag(), t1, t10);
-        QVERIFY2(t10 < 40 * t1 + 50, qPrintable(u"%1 ms vs %2 ms"_qs.arg(t10).arg(t1)));
     }
 };
 
