@@ -249,6 +249,8 @@ QCoro::Task<QByteArray> Api::rawUpload(QString path, Query query, QByteArray dat
                       QStringLiteral("application/octet-stream"));
     request.setTransferTimeout(timeoutMs);
     const QByteArray post("POST");
-    const Finished done = co_await perform(request, post, data.isNull() ? QByteArray("") : data);
+    const QByteArray body = data.isNull() ? QByteArray("") : data;
+    auto call = perform(request, post, body);
+    const Finished done = co_await call;
     co_return decodeResponse(done.status, done.body);
 }

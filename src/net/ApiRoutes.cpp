@@ -227,7 +227,8 @@ QCoro::Task<Message> Api::sendAlbum(qint64 chatId, const QString& caption,
 namespace {
 template <typename T>
 QCoro::Task<T> decodeUpload(QCoro::Task<QByteArray> upload) {
-    co_return json::decode<T>(co_await upload);
+    const QByteArray data = co_await upload;
+    co_return json::decode<T>(data);
 }
 
 QCoro::Task<QString> blobFile(QCoro::Task<QByteArray> upload) {
@@ -238,7 +239,9 @@ QCoro::Task<QString> blobFile(QCoro::Task<QByteArray> upload) {
 }
 
 QCoro::Task<QString> transcriptText(QCoro::Task<QByteArray> upload) {
-    co_return textValue(co_await upload, QStringLiteral("text"));
+    const QByteArray data = co_await upload;
+    const QString key = QStringLiteral("text");
+    co_return textValue(data, key);
 }
 } // namespace
 

@@ -1,8 +1,10 @@
 #include "net/Pinning.h"
 
+#include "net/Api.h"
 #include "store/Prefs.h"
 
 #include <QCryptographicHash>
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
@@ -80,6 +82,8 @@ void PinRegistry::store(const QHash<QString, QString>& pins) {
     QVariantMap map;
     for (auto it = pins.begin(); it != pins.end(); ++it) map.insert(it.key(), *it);
     Prefs::shared().setValue(pinsKey, map);
+    // Pooled connections were verified against the old pin: new requests must shake hands again.
+    Api::session().clearConnectionCache();
 }
 
 QUrl PinRegistry::upgraded(const QUrl& url) const {

@@ -7,6 +7,9 @@
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
+#include <QEventLoop>
+#include <exception>
+#include <optional>
 #include <QTemporaryDir>
 
 class ClientEnv {
@@ -22,19 +25,42 @@ private:
     QTemporaryDir m_keys;
 };
 
-// Runs a coroutine to completion from a test (nested event loop).
+// Runs a coroutine to completion from a test in a nested event loop and
+// rethrows what it threw. (QCoro::waitFor of this QCoro version never returns
+// when the awaited task throws.)
 template <typename T>
 T await(QCoro::Task<T>&& task) {
-    return QCoro::waitFor(std::move(task));
+    QEventLoop loop;
+    std::optional<T> result;
+    std::exception_ptr error;
+    bool done = false;
+    [](QCoro::Task<T> t, std::optional<T>* out, std::exception_ptr* err, bool* finished,
+       QEventLoop* l) -> QCoro::Task<> {
+        try {
+            out->emplace(co_await t);
+        } catch (...) {
+            *err = std::current_exception();
+        }
+        *finished = true;
+        l->quit();
+    }(std::move(task), &result, &error, &done, &loop);
+    if (!done) loop.exec();
+    if (error) std::rethrow_exception(error);
+    return std::move(*result);
 }
 
-inline void await(QCoro::Task<>&& task) { QCoro::waitFor(std::move(task)); }
+inline void await(QCoro::Task<>&& task) {
+    await([](QCoro::Task<> t) -> QCoro::Task<bool> {
+        co_await t;
+        co_return true;
+    }(std::move(task)));
+}
 
 // The text of whatever a coroutine threw, or "no error".
 template <typename T>
 QString failureOf(QCoro::Task<T>&& task) {
     try {
-        QCoro::waitFor(std::move(task));
+        await(std::move(task));
     } catch (const std::exception& e) {
         return QString::fromUtf8(e.what());
     }
