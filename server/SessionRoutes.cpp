@@ -109,6 +109,19 @@ HttpReply updateMe(Context& ctx, const HttpRequest& req) {
     return HttpReply::json(records::user(user));
 }
 
+// What a person's latest client reported; `online` means a client of theirs is in front.
+HttpReply userClient(Context& ctx, const HttpRequest& req) {
+    const qint64 subject = req.id();
+    const auto user = ctx.db.user(subject);
+    if (!user || (subject != req.me().userId && !ctx.db.canSee(req.me().userId, subject)))
+        throw HttpError(404, QStringLiteral("no such user"));
+    QJsonObject reply{{QStringLiteral("online"), ctx.hub.isActive(subject)}};
+    if (!user->lastDevice.isEmpty()) reply.insert(QStringLiteral("lastDevice"), user->lastDevice);
+    if (!user->lastClient.isEmpty()) reply.insert(QStringLiteral("lastClient"), user->lastClient);
+    if (user->lastSeen) reply.insert(QStringLiteral("lastSeen"), *user->lastSeen);
+    return HttpReply::json(reply);
+}
+
 } // namespace
 
 void addSessionRoutes(Router& router, Context& ctx) {
@@ -120,6 +133,8 @@ void addSessionRoutes(Router& router, Context& ctx) {
     });
     router.post(QStringLiteral("api/builds/<id>"),
                 [&ctx](const HttpRequest& r) { return setBuild(ctx, r); });
+    router.get(QStringLiteral("api/users/<id>/client"),
+               [&ctx](const HttpRequest& r) { return userClient(ctx, r); });
     router.patch(QStringLiteral("api/me"),
                  [&ctx](const HttpRequest& r) { return updateMe(ctx, r); });
 }

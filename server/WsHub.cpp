@@ -110,6 +110,12 @@ void WsHub::sendToAudienceOf(qint64 subjectId, const QJsonObject& event) {
     sendToUsers(audience, event);
 }
 
+bool WsHub::isActive(qint64 userId) const {
+    return std::any_of(m_connections.begin(), m_connections.end(), [userId](const Connection& c) {
+        return c.userId == userId && c.active;
+    });
+}
+
 QList<qint64> WsHub::onlineIds() const {
     QList<qint64> ids = m_socketCount.keys();
     std::sort(ids.begin(), ids.end());

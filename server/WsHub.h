@@ -37,6 +37,8 @@ public:
 
     QList<qint64> onlineIds() const;
     bool isOnline(qint64 userId) const { return m_socketCount.value(userId) > 0; }
+    // A socket of the user whose app said it is in front.
+    bool isActive(qint64 userId) const;
 
     std::function<void(const Connection&, const QJsonObject&)> onFrame;
 

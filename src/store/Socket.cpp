@@ -50,7 +50,7 @@ void Store::connectWS() {
     emit connectionChanged();
 }
 
-QCoro::Task<> Store::onFirstPong(QWebSocket* socket) {
+QCoro::Task<> Store::onFirstPong(QPointer<QWebSocket> socket) {
     QPointer<Store> self(this);
     wsConnected = true;
     reconnectDelay = 1.0;
@@ -58,7 +58,8 @@ QCoro::Task<> Store::onFirstPong(QWebSocket* socket) {
     sendActive(appActive());
     co_await resync();
     if (!self) co_return;
-    pingLoop(socket);
+    // The resync may outlast this socket; the loop ends by itself for a replaced one.
+    if (socket) pingLoop(socket);
     startHostStatusPolling();
 }
 

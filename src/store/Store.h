@@ -275,7 +275,7 @@ private:
     void init();
     void receiveLoop(QWebSocket* socket);
     void pingLoop(QWebSocket* socket);
-    QCoro::Task<> onFirstPong(QWebSocket* socket);
+    QCoro::Task<> onFirstPong(QPointer<QWebSocket> socket);
     void dropSocket(QWebSocket* socket);
     void handleNewMessage(const Message& message, int server);
     void handleTyping(const WsEvent& event);
