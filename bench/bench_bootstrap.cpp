@@ -28,12 +28,12 @@ QJsonObject message(qint64 id, qint64 chatId, qint64 sender) {
             {"createdAt", 1700000000000 + id * 1000}};
 }
 
-// About 5 MB: 2,000 users and 4,000 conversations with members and a last message.
+// About 5 MB: 2,000 users and 7,000 conversations with members and a last message.
 QByteArray bootstrapBytes() {
     QJsonArray users;
     for (qint64 i = 1; i <= 2000; ++i) users.append(user(i));
     QJsonArray chats;
-    for (qint64 c = 1; c <= 4000; ++c) {
+    for (qint64 c = 1; c <= 7000; ++c) {
         QJsonArray members{user(1), user(1 + c % 1999), user(2 + c % 1997)};
         chats.append(QJsonObject{{"id", c},
                                  {"kind", c % 3 ? "direct" : "group"},

@@ -39,7 +39,8 @@ void loadConversation(Store& store) {
     store.me = User{1, "ana"};
     store.chats = {chat};
     QList<Message> history;
-    for (qint64 i = 1; i <= 5000; ++i) history << json::decode<Message>(QJsonDocument(messageJson(i)).toJson());
+    for (qint64 i = 1; i <= 5000; ++i)
+        history << Message::fromJson(messageJson(i));
     store.messages[chatId] = history;
 }
 
@@ -47,6 +48,13 @@ void RawParse(benchmark::State& state) {
     const QStringList input = frames();
     for (auto _ : state)
         for (const QString& f : input) benchmark::DoNotOptimize(QJsonDocument::fromJson(f.toUtf8()));
+    state.SetItemsProcessed(qint64(state.iterations()) * frameCount);
+}
+
+void DecodeOnly(benchmark::State& state) {
+    const QStringList input = frames();
+    for (auto _ : state)
+        for (const QString& f : input) benchmark::DoNotOptimize(json::decode<WsEvent>(f.toUtf8()));
     state.SetItemsProcessed(qint64(state.iterations()) * frameCount);
 }
 
@@ -63,6 +71,7 @@ void HandleEvent(benchmark::State& state) {
 }
 
 BENCHMARK(RawParse)->Unit(benchmark::kMillisecond);
+BENCHMARK(DecodeOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(HandleEvent)->Unit(benchmark::kMillisecond);
 } // namespace
 
@@ -70,5 +79,5 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QTemporaryDir dir;
     Prefs::useFile(dir.filePath("bench.conf"));
-    return runWithRatios(argc, argv, {{"HandleEvent", "RawParse"}});
+    return runWithRatios(argc, argv, {{"DecodeOnly", "RawParse"}, {"HandleEvent", "RawParse"}});
 }

@@ -59,6 +59,7 @@ void Store::removeChat(qint64 chatId) {
     chats.erase(std::remove_if(chats.begin(), chats.end(),
                                [chatId](const ChatSummary& c) { return c.id == chatId; }),
                 chats.end());
+    m_unorderedTimelines.remove(chatId);
     if (messages.remove(chatId) > 0)
         emit timelineChanged(chatId, {TimelineChange::reset, 0, 0});
     if (selectedChatId() == chatId) setSelectedChatId(std::nullopt);

@@ -7,6 +7,8 @@
 #include "store/PrefsMaps.h"
 #include "store/Store.h"
 
+#include <QTimer>
+
 namespace {
 constexpr int pageSize = 50;
 constexpr int maxInvisiblePages = 20;
@@ -35,6 +37,7 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
         QList<Message>& local = messages[chatId];
         if (local.isEmpty()) {
             local = page;
+            m_unorderedTimelines.remove(chatId);
             emit timelineChanged(chatId, {TimelineChange::reset, 0, int(local.size())});
         } else {
             const auto lastReal = std::find_if(local.crbegin(), local.crend(),
@@ -43,6 +46,8 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
             if (lastReal != local.crend()) {
                 const qint64 after = lastReal->id;
                 const int start = int(local.size());
+                // Appending behind pending copies leaves real messages after them.
+                if (local.last().id < 0) m_unorderedTimelines.insert(chatId);
                 for (const Message& m : std::as_const(page))
                     if (m.id > after) local.push_back(m);
                 if (local.size() > start)
@@ -167,11 +172,35 @@ int Store::insertionIndex(const QList<Message>& list, const Message& message) co
     return int(list.size());
 }
 
+// Where a message goes in a history whose real messages ascend before the
+// pending ones: found from the end, where live traffic lands. -1 - index
+// means "replace at index".
+static int orderedPlace(const QList<Message>& list, qint64 id) {
+    int i = int(list.size()) - 1;
+    while (i >= 0 && list[i].id < 0) --i;
+    for (; i >= 0; --i) {
+        if (list[i].id == id) return -1 - i;
+        if (list[i].id < id) break;
+    }
+    return i + 1;
+}
+
 void Store::upsertMessage(const Message& message) {
     auto it = messages.find(message.chatId);
     // A live message never creates a history: an unloaded one stays unloaded.
     if (it == messages.end()) return;
     QList<Message>& list = *it;
+    if (!m_unorderedTimelines.contains(message.chatId) && message.id > 0) {
+        const int place = orderedPlace(list, message.id);
+        if (place < 0) {
+            list[-1 - place] = message;
+            emit timelineChanged(message.chatId, {TimelineChange::replaced, -1 - place, 1});
+        } else {
+            list.insert(place, message);
+            emit timelineChanged(message.chatId, {TimelineChange::inserted, place, 1});
+        }
+        return;
+    }
     for (int i = 0; i < list.size(); ++i) {
         if (list[i].id != message.id) continue;
         list[i] = message;
@@ -226,7 +255,7 @@ void Store::updateChatLast(const Message& message) {
     if (!current || message.createdAt >= current->createdAt || message.id == current->id)
         found->lastMessage = message;
     emit chatChanged(message.chatId);
-    sortChats();
+    repositionChat(int(found - chats.begin()));
 }
 
 void Store::refreshChatLastIfNeeded(const Message& message) {
@@ -239,6 +268,16 @@ void Store::refreshChatLastIfNeeded(const Message& message) {
         break;
     }
     emit chatChanged(message.chatId);
+}
+
+// Keeps `chats` sorted by activity after one conversation changed: it moves
+// to its place instead of the whole list being sorted again.
+void Store::repositionChat(int index) {
+    const qint64 at = chats[index].activityAt();
+    int target = index;
+    while (target > 0 && chats[target - 1].activityAt() < at) --target;
+    while (target + 1 < chats.size() && chats[target + 1].activityAt() > at) ++target;
+    if (target != index) chats.move(index, target);
 }
 
 void Store::sortChats() {
@@ -286,6 +325,16 @@ void Store::bumpUserActivity(qint64 chatId, std::optional<qint64> to) {
 }
 
 void Store::storeUserActivity() {
+    // Written once per turn of the event loop: a burst of messages or a whole
+    // bootstrap changes many entries, and the map is encoded as a whole.
+    if (m_userActivitySavePending) return;
+    m_userActivitySavePending = true;
+    QTimer::singleShot(0, this, [this] { flushUserActivity(); });
+}
+
+void Store::flushUserActivity() {
+    if (!m_userActivitySavePending) return;
+    m_userActivitySavePending = false;
     prefsmaps::writeIdMap(QStringLiteral("userActivity"), userActivity);
 }
 

@@ -89,6 +89,7 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
             QList<Message>& local = messages[*selected];
             if (local.isEmpty()) {
                 local = page;
+                m_unorderedTimelines.remove(*selected);
                 hasMore[*selected] = page.size() >= pageSize;
                 emit timelineChanged(*selected, {TimelineChange::reset, 0, int(local.size())});
             } else {
@@ -99,6 +100,7 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
                         break;
                     }
                 const int start = int(local.size());
+                if (local.last().id < 0) m_unorderedTimelines.insert(*selected);
                 for (const Message& m : page)
                     if (m.id > lastReal) local.push_back(m);
                 if (local.size() > start)

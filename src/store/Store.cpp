@@ -20,6 +20,7 @@ const QString kGuestServerURL = QStringLiteral("guestServerURL");
 Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) { init(); }
 
 Store::~Store() {
+    flushUserActivity();
     // Sockets die with the store; their last signals must not reach a half-destroyed store.
     if (ws) ws->disconnect(this);
     for (const auto& socket : std::as_const(extraWS))

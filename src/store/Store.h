@@ -287,7 +287,9 @@ private:
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
     void storeUserActivity();
+    void flushUserActivity();
     void sortChats();
+    void repositionChat(int index);
     bool isVisibleInTimeline(const Message& message) const;
     void readLookSettings();
     void decidePrimaryAddress();
@@ -311,5 +313,8 @@ private:
     QList<ServerProfile> m_extraServers;
     QHash<int, QString> m_serverTokens;
     int m_badgeCount = 0;
+    bool m_userActivitySavePending = false;
+    // Histories where a page was appended behind pending copies: ids no longer ascend.
+    QSet<qint64> m_unorderedTimelines;
     bool m_hostPollStarted = false;
 };
