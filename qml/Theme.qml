@@ -21,7 +21,7 @@ QtObject {
     readonly property color accent: p.accent
     readonly property color accentFill: p.accentFill
     readonly property color accentText: p.accentText
-    readonly property color onAccent: p.onAccent
+    readonly property color accentForeground: p.accentForeground
     readonly property color focusRing: p.focusRing
     readonly property color online: p.online
     readonly property color ahead: p.ahead
@@ -29,9 +29,9 @@ QtObject {
     readonly property color unknown: p.unknown
     readonly property color dangerText: p.dangerText
     readonly property color badge: p.badge
-    readonly property color onBadge: p.onBadge
+    readonly property color badgeForeground: p.badgeForeground
     readonly property color toast: p.toast
-    readonly property color onToast: p.onToast
+    readonly property color toastForeground: p.toastForeground
     readonly property color scrim: p.scrim
     // A faint wash of the accent for hovered and current items.
     readonly property color accentWash: Qt.rgba(p.accent.r, p.accent.g, p.accent.b, dark ? 0.16 : 0.12)

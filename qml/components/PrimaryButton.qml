@@ -16,7 +16,7 @@ Button {
     contentItem: Text {
         text: control.text
         font: control.font
-        color: Theme.onAccent
+        color: Theme.accentForeground
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight

@@ -37,7 +37,7 @@ Flow {
             contentItem: Text {
                 text: option.text
                 font: option.font
-                color: option.chosen ? Theme.onAccent : Theme.text
+                color: option.chosen ? Theme.accentForeground : Theme.text
                 horizontalAlignment: Text.AlignHCenter
                 verticalAlignment: Text.AlignVCenter
             }

@@ -22,7 +22,7 @@ Rectangle {
 
     Connections {
         target: AppModel
-        function onToastChanged() {
+        function toastForegroundChanged() {
             if (AppModel.toast.length > 0)
                 toast.shown = AppModel.toast
         }
@@ -34,7 +34,7 @@ Rectangle {
         id: label
         anchors.centerIn: parent
         text: toast.shown
-        color: Theme.onToast
+        color: Theme.toastForeground
         font.pixelSize: Theme.body
         font.weight: Font.Medium
     }

@@ -25,7 +25,7 @@ Switch {
             radius: 9
             y: 3
             x: control.checked ? parent.width - width - 3 : 3
-            color: control.checked ? Theme.onAccent : Theme.textSecondary
+            color: control.checked ? Theme.accentForeground : Theme.textSecondary
             Behavior on x { NumberAnimation { duration: Theme.motionFast } }
         }
         FocusRing { target: control; radius: height / 2 + 3 }

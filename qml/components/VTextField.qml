@@ -15,7 +15,7 @@ TextField {
     color: Theme.text
     placeholderTextColor: Theme.textSecondary
     selectionColor: Theme.accentFill
-    selectedTextColor: Theme.onAccent
+    selectedTextColor: Theme.accentForeground
     selectByMouse: true
     Accessible.name: label
 

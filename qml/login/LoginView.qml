@@ -52,7 +52,7 @@ Rectangle {
                         anchors.centerIn: parent
                         symbol: "icon-chat"
                         size: 20
-                        color: Theme.onAccent
+                        color: Theme.accentForeground
                     }
                 }
                 Text {

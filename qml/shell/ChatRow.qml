@@ -8,6 +8,7 @@ Item {
     required property var chatId
     required property string title
     required property int unread
+    required property string badge
     required property bool isGroup
     property bool selected: false
     property bool highlighted: false
@@ -42,7 +43,7 @@ Item {
             Text {
                 anchors.centerIn: parent
                 text: row.title.length > 0 ? row.title.charAt(0).toUpperCase() : "?"
-                color: row.selected ? Theme.onAccent : Theme.text
+                color: row.selected ? Theme.accentForeground : Theme.text
                 font.pixelSize: Theme.body
                 font.weight: Font.DemiBold
             }
@@ -50,13 +51,15 @@ Item {
         Text {
             Layout.fillWidth: true
             text: row.title
-            color: row.selected ? Theme.onAccent : Theme.text
+            color: row.selected ? Theme.accentForeground : Theme.text
             font.pixelSize: Theme.listTitle
             font.weight: Font.DemiBold
             elide: Text.ElideRight
         }
         Badge {
-            text: row.unread > 99 ? "99+" : row.unread > 0 ? String(row.unread) : ""
+            text: row.badge
+            fill: row.selected ? Theme.accentForeground : Theme.accentFill
+            ink: row.selected ? Theme.accentFill : Theme.accentForeground
         }
     }
 

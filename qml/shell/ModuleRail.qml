@@ -78,7 +78,7 @@ Rectangle {
 
             contentItem: Text {
                 text: AppModel.myName.length > 0 ? AppModel.myName.charAt(0).toUpperCase() : "?"
-                color: Theme.onAccent
+                color: Theme.accentForeground
                 font.pixelSize: Theme.header
                 font.weight: Font.DemiBold
                 horizontalAlignment: Text.AlignHCenter

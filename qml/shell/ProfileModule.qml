@@ -46,7 +46,7 @@ Rectangle {
                             Text {
                                 anchors.centerIn: parent
                                 text: AppModel.myName.length > 0 ? AppModel.myName.charAt(0).toUpperCase() : "?"
-                                color: Theme.onAccent
+                                color: Theme.accentForeground
                                 font.pixelSize: 20
                                 font.weight: Font.DemiBold
                             }

@@ -91,7 +91,7 @@ Popup {
 
                 contentItem: Text {
                     text: result.title
-                    color: result.highlighted ? Theme.onAccent : Theme.text
+                    color: result.highlighted ? Theme.accentForeground : Theme.text
                     font.pixelSize: Theme.body
                     verticalAlignment: Text.AlignVCenter
                     elide: Text.ElideRight

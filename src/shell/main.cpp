@@ -55,9 +55,10 @@ LaunchOptions parseArguments(const QStringList& arguments) {
 }
 
 void reportFirstFrame(QQuickWindow* window, const QElapsedTimer& sinceMain, bool quit) {
-    auto connection = std::make_shared<QMetaObject::Connection>();
-    *connection = QObject::connect(window, &QQuickWindow::frameSwapped, window, [=] {
-        QObject::disconnect(*connection);
+    // frameSwapped comes from the render thread, so several may be queued already.
+    auto reported = std::make_shared<bool>(false);
+    QObject::connect(window, &QQuickWindow::frameSwapped, window, [=] {
+        if (std::exchange(*reported, true)) return;
         const auto sinceStart = msSinceProcessStart();
         std::printf("first-frame-ms %.1f main-to-frame-ms %lld\n", sinceStart.value_or(-1.0),
                     static_cast<long long>(sinceMain.elapsed()));

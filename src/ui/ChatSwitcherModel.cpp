@@ -1,5 +1,6 @@
 #include "ui/ChatSwitcherModel.h"
 
+#include "shell/AppSection.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 
@@ -34,6 +35,8 @@ QVariant ChatSwitcherModel::data(const QModelIndex& index, int role) const {
         return row.title;
     case UnreadRole:
         return row.unread;
+    case BadgeRole:
+        return badgeText(row.unread);
     case IsGroupRole:
         return row.group;
     default:
@@ -45,6 +48,7 @@ QHash<int, QByteArray> ChatSwitcherModel::roleNames() const {
     return {{ChatIdRole, "chatId"},
             {TitleRole, "title"},
             {UnreadRole, "unread"},
+            {BadgeRole, "badge"},
             {IsGroupRole, "isGroup"}};
 }
 
@@ -122,7 +126,7 @@ void ChatSwitcherModel::placeRows(const QList<Row>& wanted) {
         if (!(m_rows.at(i) == want)) {
             QList<int> roles;
             if (m_rows.at(i).title != want.title) roles << TitleRole << Qt::DisplayRole;
-            if (m_rows.at(i).unread != want.unread) roles << UnreadRole;
+            if (m_rows.at(i).unread != want.unread) roles << UnreadRole << BadgeRole;
             if (m_rows.at(i).group != want.group) roles << IsGroupRole;
             m_rows[i] = want;
             emit dataChanged(index(i), index(i), roles);

@@ -15,7 +15,8 @@ class ChatSwitcherModel : public QAbstractListModel {
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
 
 public:
-    enum Role { ChatIdRole = Qt::UserRole + 1, TitleRole, UnreadRole, IsGroupRole };
+    // BadgeRole: the unread count as the badge shows it ("99+" above 99).
+    enum Role { ChatIdRole = Qt::UserRole + 1, TitleRole, UnreadRole, BadgeRole, IsGroupRole };
 
     // QML makes it with the store of AppModel::current().
     explicit ChatSwitcherModel(QObject* parent = nullptr);

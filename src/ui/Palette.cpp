@@ -85,10 +85,10 @@ Palette paletteFor(AppDesign design, AppAccent accent) {
     p.text = b.text;
     p.textSecondary = b.textSecondary;
     p.accent = color(accent);
-    p.onAccent = QColor(Qt::white);
+    p.accentForeground = QColor(Qt::white);
     // Deepen the accent until white text on it is readable.
     p.accentFill = p.accent;
-    for (int step = 0; contrastRatio(p.onAccent, p.accentFill) < 4.6 && step < 50; ++step)
+    for (int step = 0; contrastRatio(p.accentForeground, p.accentFill) < 4.6 && step < 50; ++step)
         p.accentFill = mix(p.accent, QColor(Qt::black), (step + 1) / 50.0);
     const QList<QColor> chrome{b.window, b.surface, b.surfaceRaised, b.conversation, b.rail};
     p.accentText = withContrast(p.accent, chrome, 4.6);
@@ -99,9 +99,9 @@ Palette paletteFor(AppDesign design, AppAccent accent) {
     p.unknown = p.dark ? QColor(QRgb(0x8B9099)) : QColor(QRgb(0x8A9099));
     p.dangerText = withContrast(p.danger, chrome, 4.6);
     p.badge = QColor(QRgb(0xD42C22));
-    p.onBadge = QColor(Qt::white);
+    p.badgeForeground = QColor(Qt::white);
     p.toast = p.dark ? QColor(QRgb(0xEDEEF0)) : QColor(QRgb(0x2A2D32));
-    p.onToast = p.dark ? QColor(QRgb(0x17191C)) : QColor(QRgb(0xFFFFFF));
+    p.toastForeground = p.dark ? QColor(QRgb(0x17191C)) : QColor(QRgb(0xFFFFFF));
     p.scrim = QColor(0, 0, 0, p.dark ? 150 : 90);
     return p;
 }
@@ -122,9 +122,9 @@ QList<ColorPair> textPairs(const Palette& p) {
         pairs.append({QStringLiteral("accentText") + on, p.accentText, bg});
         pairs.append({QStringLiteral("dangerText") + on, p.dangerText, bg});
     }
-    pairs.append({QStringLiteral("onAccent on accentFill"), p.onAccent, p.accentFill});
-    pairs.append({QStringLiteral("onBadge on badge"), p.onBadge, p.badge});
-    pairs.append({QStringLiteral("onToast on toast"), p.onToast, p.toast});
+    pairs.append({QStringLiteral("accentForeground on accentFill"), p.accentForeground, p.accentFill});
+    pairs.append({QStringLiteral("badgeForeground on badge"), p.badgeForeground, p.badge});
+    pairs.append({QStringLiteral("toastForeground on toast"), p.toastForeground, p.toast});
     return pairs;
 }
 
@@ -143,7 +143,7 @@ QVariantMap toVariantMap(const Palette& p) {
         {QStringLiteral("accent"), p.accent},
         {QStringLiteral("accentFill"), p.accentFill},
         {QStringLiteral("accentText"), p.accentText},
-        {QStringLiteral("onAccent"), p.onAccent},
+        {QStringLiteral("accentForeground"), p.accentForeground},
         {QStringLiteral("focusRing"), p.focusRing},
         {QStringLiteral("online"), p.online},
         {QStringLiteral("ahead"), p.ahead},
@@ -151,9 +151,9 @@ QVariantMap toVariantMap(const Palette& p) {
         {QStringLiteral("unknown"), p.unknown},
         {QStringLiteral("dangerText"), p.dangerText},
         {QStringLiteral("badge"), p.badge},
-        {QStringLiteral("onBadge"), p.onBadge},
+        {QStringLiteral("badgeForeground"), p.badgeForeground},
         {QStringLiteral("toast"), p.toast},
-        {QStringLiteral("onToast"), p.onToast},
+        {QStringLiteral("toastForeground"), p.toastForeground},
         {QStringLiteral("scrim"), p.scrim},
     };
 }

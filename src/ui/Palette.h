@@ -26,7 +26,7 @@ struct Palette {
     QColor accent;     // swatches, progress, the working indicator
     QColor accentFill; // primary buttons, own bubbles, the selected row
     QColor accentText; // links and accent-coloured text on the chrome
-    QColor onAccent;   // text on accentFill
+    QColor accentForeground;   // text on accentFill
     QColor focusRing;
     QColor online;
     QColor ahead;
@@ -34,9 +34,9 @@ struct Palette {
     QColor unknown;
     QColor dangerText; // error lines on the chrome and on cards
     QColor badge;
-    QColor onBadge;
+    QColor badgeForeground;
     QColor toast;
-    QColor onToast;
+    QColor toastForeground;
     QColor scrim; // behind sheets
 };
 

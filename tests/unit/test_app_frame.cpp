@@ -305,7 +305,7 @@ private slots:
         emit store.chatChanged(10);
         QCOMPARE(changed.size(), 1);
         QCOMPARE(changed.first().at(2).value<QList<int>>(),
-                 QList<int>{ChatSwitcherModel::UnreadRole});
+                 (QList<int>{ChatSwitcherModel::UnreadRole, ChatSwitcherModel::BadgeRole}));
         QCOMPARE(model.data(model.index(1), ChatSwitcherModel::UnreadRole).toInt(), 5);
 
         // The filter narrows by title, ignoring case.
