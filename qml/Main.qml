@@ -24,6 +24,10 @@ ApplicationWindow {
         id: switcher
     }
 
+    ProfileSheet {
+        id: profileSheet
+    }
+
     Shortcut {
         sequence: "Ctrl+K"
         enabled: AppModel.signedIn
@@ -31,13 +35,13 @@ ApplicationWindow {
     }
     Shortcut {
         sequence: "Ctrl+F"
-        enabled: AppModel.signedIn && !switcher.opened
+        enabled: AppModel.signedIn && !switcher.opened && !profileSheet.opened
         onActivated: root.focusSearch()
     }
     // Popups close themselves on Esc; this one steps back in the main layout.
     Shortcut {
         sequence: "Esc"
-        enabled: AppModel.signedIn && !switcher.opened
+        enabled: AppModel.signedIn && !switcher.opened && !profileSheet.opened
         onActivated: root.goBack()
     }
 }

@@ -13,7 +13,10 @@ Rectangle {
 
     LoginViewModel { id: login }
 
-    Component.onCompleted: login.appear()
+    Component.onCompleted: {
+        nameField.forceActiveFocus()
+        login.appear()
+    }
 
     Loader {
         id: filePicker
@@ -95,6 +98,14 @@ Rectangle {
                 text: Loc.l("Continue", Loc.revision)
                 enabled: !login.busy && login.name.trim().length > 0
                 onClicked: login.submitName()
+            }
+            BusyIndicator {
+                visible: login.step === "code" && login.busy
+                running: visible
+                Layout.alignment: Qt.AlignHCenter
+                Layout.preferredWidth: 24
+                Layout.preferredHeight: 24
+                Accessible.ignored: true
             }
             RowLayout {
                 visible: login.step === "name" && (login.autoProbing || login.busy)

@@ -79,6 +79,11 @@ Rectangle {
                 highlighted: ListView.isCurrentItem && listView.activeFocus
                 onActivated: AppModel.selectChat(chatId)
             }
+            // Keyboard focus always lands on a row, so the ring shows where it is.
+            onActiveFocusChanged: {
+                if (activeFocus && currentIndex < 0 && count > 0)
+                    currentIndex = 0
+            }
             Keys.onReturnPressed: {
                 if (currentIndex >= 0)
                     AppModel.selectChat(chats.chatIdAt(currentIndex))

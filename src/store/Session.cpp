@@ -63,7 +63,7 @@ QCoro::Task<> Store::login(QString username, std::optional<QString> server) {
     const auto found = co_await probeLogin(username);
     if (!self) co_return;
     if (!found) {
-        setLastError(L("This name isn't authorized on any reachable server — use an invite code."));
+        setLastError(tr("This name isn't authorized on any reachable server — use an invite code."));
         co_return;
     }
     co_await adoptLogin(*found);

@@ -52,15 +52,13 @@ void Store::connectWS() {
 
 QCoro::Task<> Store::onFirstPong(QWebSocket* socket) {
     QPointer<Store> self(this);
-    // A reconnect during the resync below replaces and deletes this socket.
-    QPointer<QWebSocket> link(socket);
     wsConnected = true;
     reconnectDelay = 1.0;
     emit connectionChanged();
     sendActive(appActive());
     co_await resync();
     if (!self) co_return;
-    if (link && ws == link) pingLoop(link);
+    pingLoop(socket);
     startHostStatusPolling();
 }
 

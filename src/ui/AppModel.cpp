@@ -46,6 +46,7 @@ AppModel::AppModel(Store* store, QObject* parent)
     connect(store, &Store::navigationChanged, this, &AppModel::navigationChanged);
     connect(store, &Store::selectionChanged, this, &AppModel::onSelectionChanged);
     connect(store, &Store::hostChanged, this, &AppModel::hostChanged);
+    connect(store, &Store::profileUserChanged, this, &AppModel::profileUserChanged);
     connect(store, &Store::settingsChanged, this, &AppModel::settingsChanged);
     const auto unreadMayHaveChanged = [this] {
         const int unread = m_store ? m_store->unreadChatCount() : 0;
@@ -206,6 +207,23 @@ void AppModel::onSelectionChanged() {
         [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
             if (store) co_await store->openChat(chatId);
         }(m_store, *id);
+}
+
+QVariantMap AppModel::profileUser() const {
+    if (!m_store || !m_store->profileUser) return {};
+    const User& u = *m_store->profileUser;
+    const auto text = [](const std::optional<QString>& v) { return v.value_or(QString()); };
+    return {{QStringLiteral("id"), u.id},
+            {QStringLiteral("name"), u.username},
+            {QStringLiteral("address"), text(u.address)},
+            {QStringLiteral("competence"), text(u.competence)},
+            {QStringLiteral("experience"), text(u.experience)},
+            {QStringLiteral("email"), text(u.email)},
+            {QStringLiteral("phone"), text(u.phone)}};
+}
+
+void AppModel::closeProfile() {
+    if (m_store) m_store->setProfileUser(std::nullopt);
 }
 
 QString AppModel::hostName() const {

@@ -32,6 +32,9 @@ class AppModel : public QObject {
     Q_PROPERTY(bool showMainMenu READ showMainMenu WRITE setShowMainMenu NOTIFY navigationChanged)
     Q_PROPERTY(qint64 selectedChatId READ selectedChatId NOTIFY selectionChanged)
     Q_PROPERTY(QString selectedChatTitle READ selectedChatTitle NOTIFY selectionChanged)
+    // Another person's profile while its sheet is open, else empty: id, name
+    // and the info rows (address, competence, experience, email, phone).
+    Q_PROPERTY(QVariantMap profileUser READ profileUser NOTIFY profileUserChanged)
     Q_PROPERTY(QString hostName READ hostName NOTIFY hostChanged)
     Q_PROPERTY(QString hostStatus READ hostStatus NOTIFY hostChanged)
     // Settings and look
@@ -76,6 +79,7 @@ public:
     void setShowMainMenu(bool show);
     qint64 selectedChatId() const;
     QString selectedChatTitle() const;
+    QVariantMap profileUser() const;
     QString hostName() const;
     QString hostStatus() const;
 
@@ -102,6 +106,7 @@ public:
     // Internal links first, anything else to the desktop; true when handled here.
     Q_INVOKABLE bool openLink(const QString& url);
     Q_INVOKABLE void logout();
+    Q_INVOKABLE void closeProfile();
 
     // The application came forward or went back.
     void setApplicationActive(bool active);
@@ -114,6 +119,7 @@ signals:
     void railChanged();
     void selectionChanged();
     void hostChanged();
+    void profileUserChanged();
     void settingsChanged();
 
 private:

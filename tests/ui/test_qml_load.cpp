@@ -227,6 +227,30 @@ private slots:
         expectNoWarnings();
     }
 
+    void linksOpenTheProfileSheetAndCopy() {
+        QVERIFY(start(true));
+        User bob;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        bob.email = QStringLiteral("bob@example.com");
+        store->users = {bob};
+        QVERIFY(model->openLink("velmarin://user/bob"));
+        QObject* sheet = window->findChild<QObject*>(QStringLiteral("profileSheet"));
+        QVERIFY(sheet);
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        expectNamedControls();
+        model->setLanguage("fr");
+        QTest::qWait(20);
+        model->setLanguage("en");
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        QVERIFY(!store->profileUser);
+
+        QVERIFY(model->openLink("velmarin://copy/a%2Fb"));
+        QCOMPARE(model->toast(), QStringLiteral("Copied"));
+        expectNoWarnings();
+    }
+
     void languageChangeRedrawsEveryText() {
         QVERIFY(start(true));
         model->setSection("Profile");
