@@ -316,6 +316,8 @@ private:
     bool m_appActive = true;
     QSet<qint64> m_mutedChats;
     std::optional<qint64> m_selectedChatId;
+    AppSection m_section = AppSection::people;
+    bool m_showMainMenu = false;
     std::optional<QString> m_lastError;
     AppDesign m_design = AppDesign::classic;
     AppAccent m_accent = AppAccent::blue;
@@ -330,6 +332,4 @@ private:
     QHash<int, QString> m_serverTokens;
     int m_badgeCount = 0;
     bool m_hostPollStarted = false;
-    AppSection m_section = AppSection::people;
-    bool m_showMainMenu = false;
 };
