@@ -12,7 +12,7 @@ ApplicationWindow {
     visible: true
     title: "Velmarin"
     color: Theme.window
-    font.family: Theme.fontFamily
+    // The family list (Inter, then Noto Color Emoji) comes from the application font.
     font.pixelSize: Theme.body
 
     RootView {

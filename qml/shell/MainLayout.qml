@@ -52,7 +52,7 @@ Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
             sourceComponent: AppModel.section === "Conversation" ? mainView
-                           : AppModel.section === "Profile" ? profileModule : placeholder
+                           : AppModel.section === "Profile" ? profileModule : emptyModule
         }
     }
 
@@ -65,7 +65,7 @@ Item {
         ProfileModule {}
     }
     Component {
-        id: placeholder
+        id: emptyModule
         ModulePlaceholder {
             entry: layout.entryFor(AppModel.section)
         }

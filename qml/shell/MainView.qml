@@ -11,7 +11,12 @@ Item {
     readonly property bool hasSelection: AppModel.selectedChatId !== 0
     property int listWidth: Theme.listDefault
 
-    function focusSearch() { list.focusSearch() }
+    function focusSearch() {
+        // Stacked, the list is behind the open conversation: step back to it first.
+        if (narrow && hasSelection)
+            AppModel.clearSelection()
+        list.focusSearch()
+    }
     function goBack() {
         if (!hasSelection)
             return false
@@ -25,7 +30,7 @@ Item {
         width: view.narrow ? view.width : view.listWidth
         height: view.height
         narrow: view.narrow
-        visible: !view.narrow || detail.x > 0
+        visible: !view.narrow || !view.hasSelection || detail.x > 0
     }
 
     Rectangle {

@@ -6,7 +6,7 @@ import Velmarin.Core
 // The empty state of a section that has no content in this build: its symbol,
 // its title and a note.
 Rectangle {
-    id: placeholder
+    id: module
     property var entry: ({})
     property string note: Loc.l("This section isn't available in this build yet.", Loc.revision)
 
@@ -17,14 +17,14 @@ Rectangle {
         spacing: 0
         ModuleHeader {
             Layout.fillWidth: true
-            title: placeholder.entry.title || ""
+            title: module.entry.title || ""
         }
         EmptyState {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            symbol: placeholder.entry.symbol || ""
-            title: placeholder.entry.title || ""
-            note: placeholder.note
+            symbol: module.entry.symbol || ""
+            title: module.entry.title || ""
+            note: module.note
         }
     }
 }

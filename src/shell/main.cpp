@@ -107,7 +107,9 @@ int main(int argc, char* argv[]) {
 
     chooseRenderer();
     Icons::loadFont();
-    QFont font(QStringLiteral("Inter"));
+    // Inter for text, Noto Color Emoji for emoji; fontconfig supplies the rest.
+    QFont font;
+    font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Noto Color Emoji")});
     font.setPixelSize(14);
     QGuiApplication::setFont(font);
 

@@ -7,6 +7,7 @@
 #include "store/Store.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
+#include "ui/LoginViewModel.h"
 
 #include <QAccessible>
 #include <QDirIterator>
@@ -187,9 +188,25 @@ private slots:
 
     void loginScreen() {
         QVERIFY(start(false));
-        QVERIFY(find("loginView"));
+        QQuickItem* screen = find("loginView");
+        QVERIFY(screen);
         QVERIFY(!find("mainLayout"));
         expectNamedControls();
+
+        // No reachable server knows the name: the invite step.
+        auto* login = screen->findChild<LoginViewModel*>();
+        QVERIFY(login);
+        QTRY_VERIFY(!login->autoProbing());
+        login->setName(QStringLiteral("zoe"));
+        login->submitName();
+        QTRY_COMPARE(login->step(), QStringLiteral("code"));
+        QTest::qWait(20);
+        expectNamedControls();
+        login->setInviteCode(QStringLiteral("k3Fq9"));
+        login->joinInvite();
+        QVERIFY(!login->errorText().isEmpty());
+        login->back();
+        QCOMPARE(login->step(), QStringLiteral("name"));
         expectNoWarnings();
     }
 
