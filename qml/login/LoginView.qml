@@ -18,13 +18,16 @@ Rectangle {
         login.appear()
     }
 
+    // By URL, so the dialog module loads on first use and not with the screen.
     Loader {
         id: filePicker
+        objectName: "qrFilePicker"
         active: false
-        sourceComponent: QRImagePicker {
-            onPicked: url => login.useQRImageFile(url)
+        source: "QRImagePicker.qml"
+        onLoaded: {
+            item.picked.connect(url => login.useQRImageFile(url))
+            item.open()
         }
-        onLoaded: item.open()
     }
 
     Rectangle {

@@ -205,6 +205,13 @@ private slots:
         login->setInviteCode(QStringLiteral("k3Fq9"));
         login->joinInvite();
         QVERIFY(!login->errorText().isEmpty());
+        // The picture picker loads on first use.
+        QObject* picker = screen->findChild<QObject*>(QStringLiteral("qrFilePicker"));
+        QVERIFY(picker);
+        QVERIFY(!picker->property("item").value<QObject*>());
+        picker->setProperty("active", true);
+        QTRY_VERIFY(picker->property("item").value<QObject*>());
+        QMetaObject::invokeMethod(picker->property("item").value<QObject*>(), "close");
         login->back();
         QCOMPARE(login->step(), QStringLiteral("name"));
         expectNoWarnings();
