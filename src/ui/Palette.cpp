@@ -122,7 +122,8 @@ QList<ColorPair> textPairs(const Palette& p) {
         pairs.append({QStringLiteral("accentText") + on, p.accentText, bg});
         pairs.append({QStringLiteral("dangerText") + on, p.dangerText, bg});
     }
-    pairs.append({QStringLiteral("accentForeground on accentFill"), p.accentForeground, p.accentFill});
+    pairs.append(
+        {QStringLiteral("accentForeground on accentFill"), p.accentForeground, p.accentFill});
     pairs.append({QStringLiteral("badgeForeground on badge"), p.badgeForeground, p.badge});
     pairs.append({QStringLiteral("toastForeground on toast"), p.toastForeground, p.toast});
     return pairs;

@@ -23,10 +23,10 @@ struct Palette {
     QColor fieldBorder;
     QColor text;
     QColor textSecondary;
-    QColor accent;     // swatches, progress, the working indicator
-    QColor accentFill; // primary buttons, own bubbles, the selected row
-    QColor accentText; // links and accent-coloured text on the chrome
-    QColor accentForeground;   // text on accentFill
+    QColor accent;           // swatches, progress, the working indicator
+    QColor accentFill;       // primary buttons, own bubbles, the selected row
+    QColor accentText;       // links and accent-coloured text on the chrome
+    QColor accentForeground; // text on accentFill
     QColor focusRing;
     QColor online;
     QColor ahead;
