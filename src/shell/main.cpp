@@ -1,1 +1,147 @@
-int main() { return 0; }
+// The desktop app: one window, one Store for the life of the process, and the
+// QML frame over a C++ view model.
+
+#include "shell/AppSection.h"
+#include "shell/Icons.h"
+#include "shell/ProcessClock.h"
+#include "store/Prefs.h"
+#include "store/Store.h"
+#include "ui/AppModel.h"
+#include "ui/DesktopLook.h"
+#include "ui/SingleInstance.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFont>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QTimer>
+#include <cstdio>
+
+namespace {
+
+struct LaunchOptions {
+    QString link;
+    bool quitAfterFirstFrame = false;
+    double quitAfterSeconds = 0;
+    QString section;
+};
+
+// Developer options for the start-up benchmark and the screenshot script; the
+// only argument a person passes is a velmarin:// link, from the desktop.
+LaunchOptions parseArguments(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    const QCommandLineOption firstFrame(
+        QStringLiteral("quit-after-first-frame"),
+        QStringLiteral("Print the milliseconds to the first frame, then quit."));
+    const QCommandLineOption quitAfter(QStringLiteral("quit-after"),
+                                       QStringLiteral("Quit after this many seconds."),
+                                       QStringLiteral("seconds"));
+    const QCommandLineOption section(QStringLiteral("section"),
+                                     QStringLiteral("Open this section (its raw value)."),
+                                     QStringLiteral("section"));
+    parser.addOptions({firstFrame, quitAfter, section});
+    parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("A velmarin:// link."));
+    parser.process(arguments);
+    LaunchOptions options;
+    options.quitAfterFirstFrame = parser.isSet(firstFrame);
+    options.quitAfterSeconds = parser.value(quitAfter).toDouble();
+    options.section = parser.value(section);
+    if (!parser.positionalArguments().isEmpty())
+        options.link = parser.positionalArguments().first();
+    return options;
+}
+
+void reportFirstFrame(QQuickWindow* window, const QElapsedTimer& sinceMain, bool quit) {
+    // frameSwapped comes from the render thread, so several may be queued already.
+    auto reported = std::make_shared<bool>(false);
+    QObject::connect(window, &QQuickWindow::frameSwapped, window, [=] {
+        if (std::exchange(*reported, true)) return;
+        const auto sinceStart = msSinceProcessStart();
+        std::printf("first-frame-ms %.1f main-to-frame-ms %lld\n", sinceStart.value_or(-1.0),
+                    static_cast<long long>(sinceMain.elapsed()));
+        std::fflush(stdout);
+        if (quit) QTimer::singleShot(0, qApp, &QGuiApplication::quit);
+    });
+}
+
+// Without a GPU, OpenGL would be rasterised on the CPU by Mesa's llvmpipe; Qt
+// Quick's own software renderer starts several times faster and needs less
+// than half the memory for this interface. A backend chosen in the
+// environment is left alone.
+void chooseRenderer() {
+    if (!qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND") ||
+        !qEnvironmentVariableIsEmpty("QSG_RHI_BACKEND"))
+        return;
+    const QStringList renderNodes =
+        QDir(QStringLiteral("/dev/dri")).entryList({QStringLiteral("renderD*")}, QDir::System);
+    if (renderNodes.isEmpty()) QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
+
+void bringForward(QQuickWindow* window) {
+    window->show();
+    window->raise();
+    window->requestActivate();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QElapsedTimer sinceMain;
+    sinceMain.start();
+    QGuiApplication::setOrganizationName(QStringLiteral("Velmarin"));
+    QGuiApplication::setApplicationName(QStringLiteral("Velmarin"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("velmarin"));
+    QGuiApplication app(argc, argv);
+    const LaunchOptions options = parseArguments(app.arguments());
+
+    // A second launch hands its link to the app already running on the same
+    // preferences, and goes.
+    SingleInstance instance(Prefs::shared().fileName());
+    const bool measuring = options.quitAfterFirstFrame || options.quitAfterSeconds > 0;
+    if (!measuring && instance.handOff(options.link)) return 0;
+    if (!measuring) instance.listen();
+
+    chooseRenderer();
+    Icons::loadFont();
+    // Inter for text, Noto Color Emoji for emoji; fontconfig supplies the rest.
+    QFont font;
+    font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Noto Color Emoji")});
+    font.setPixelSize(14);
+    QGuiApplication::setFont(font);
+
+    Store store;
+    if (!Prefs::shared().contains(QStringLiteral("design")))
+        adoptDesktopLookOnFirstStart(store, desktopPrefersDark());
+    if (const auto section = sectionFromRaw(options.section)) store.setSection(*section);
+    AppModel model(&store);
+    AppModel::registerQmlTypes();
+
+    QQmlApplicationEngine engine;
+    AppModel::configureEngine(engine);
+    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Velmarin/Main.qml")));
+    if (engine.rootObjects().isEmpty()) return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());
+    if (!window) return 1;
+    if (measuring) reportFirstFrame(window, sinceMain, options.quitAfterFirstFrame);
+    if (options.quitAfterSeconds > 0)
+        QTimer::singleShot(int(options.quitAfterSeconds * 1000), &app, &QGuiApplication::quit);
+
+    QObject::connect(&instance, &SingleInstance::messageReceived, window,
+                     [&model, window](const QString& message) {
+                         if (!message.isEmpty()) model.openLink(message);
+                         bringForward(window);
+                     });
+    QObject::connect(&app, &QGuiApplication::applicationStateChanged, &model,
+                     [&model](Qt::ApplicationState state) {
+                         model.setApplicationActive(state == Qt::ApplicationActive);
+                     });
+
+    // Launch tasks.
+    store.ensureConnected();
+    if (!options.link.isEmpty()) model.openLink(options.link);
+    return app.exec();
+}

@@ -1,9 +1,14 @@
 #include "store/Prefs.h"
 
+#include <QStandardPaths>
+
 namespace {
+// $XDG_CONFIG_HOME/Velmarin/Velmarin.conf: QSettings would name an INI file
+// of the user scope "Velmarin.ini", so the path is spelled out.
 std::unique_ptr<QSettings> defaultSettings() {
-    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
-                                       QStringLiteral("Velmarin"), QStringLiteral("Velmarin"));
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return std::make_unique<QSettings>(dir + QStringLiteral("/Velmarin/Velmarin.conf"),
+                                       QSettings::IniFormat);
 }
 
 std::unique_ptr<Prefs>& instance() {

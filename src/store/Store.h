@@ -8,6 +8,7 @@
 #include "model/Config.h"
 #include "model/Models.h"
 #include "net/Api.h"
+#include "shell/AppSection.h"
 #include "shell/Localisation.h"
 #include "shell/Theme.h"
 #include "store/TranscriptionEngine.h"
@@ -247,6 +248,20 @@ public:
     const QHash<int, QString>& serverOS() const { return m_serverOS; }
     void setServerOS(const QHash<int, QString>& os);
 
+    // MARK: App shell
+    AppSection section() const { return m_section; }
+    void setSection(AppSection section);
+    bool showMainMenu() const { return m_showMainMenu; }
+    void setShowMainMenu(bool show);
+    // Opens another person's profile sheet; absent closes it.
+    void setProfileUser(std::optional<User> user);
+    // A short notice that clears itself after 1.5 s; a newer one keeps its full time.
+    void showToast(const QString& text);
+    // Saves the preferences on this device and sends them to the primary server.
+    QCoro::Task<> setNotifPrefs(NotifPrefs prefs);
+    // The login screen's invite way in, before any session exists.
+    QCoro::Task<> loginWithInvite(QString name, QString code);
+
     // MARK: Device key
     QCoro::Task<> upgradeKeyAuth();
     static QString keyRegisteredKey(const QUrl& base);
@@ -270,6 +285,9 @@ signals:
     void settingsChanged();
     void hostChanged();
     void mutedChatsChanged();
+    void navigationChanged();
+    void profileUserChanged();
+    void toastChanged();
 
 private:
     void init();
@@ -300,6 +318,8 @@ private:
     bool m_appActive = true;
     QSet<qint64> m_mutedChats;
     std::optional<qint64> m_selectedChatId;
+    AppSection m_section = AppSection::people;
+    bool m_showMainMenu = false;
     std::optional<QString> m_lastError;
     AppDesign m_design = AppDesign::classic;
     AppAccent m_accent = AppAccent::blue;

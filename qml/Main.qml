@@ -1,0 +1,47 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import Velmarin
+import Velmarin.Core
+
+ApplicationWindow {
+    id: window
+    width: 1000
+    height: 700
+    minimumWidth: 720
+    minimumHeight: 460
+    visible: true
+    title: "Velmarin"
+    color: Theme.window
+    // The family list (Inter, then Noto Color Emoji) comes from the application font.
+    font.pixelSize: Theme.body
+
+    RootView {
+        id: root
+        anchors.fill: parent
+    }
+
+    QuickSwitcher {
+        id: switcher
+    }
+
+    ProfileSheet {
+        id: profileSheet
+    }
+
+    Shortcut {
+        sequence: "Ctrl+K"
+        enabled: AppModel.signedIn
+        onActivated: switcher.opened ? switcher.close() : switcher.open()
+    }
+    Shortcut {
+        sequence: "Ctrl+F"
+        enabled: AppModel.signedIn && !switcher.opened && !profileSheet.opened
+        onActivated: root.focusSearch()
+    }
+    // Popups close themselves on Esc; this one steps back in the main layout.
+    Shortcut {
+        sequence: "Esc"
+        enabled: AppModel.signedIn && !switcher.opened && !profileSheet.opened
+        onActivated: root.goBack()
+    }
+}

@@ -1,0 +1,30 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import Velmarin
+
+// The one main action of a screen, in the accent colour.
+Button {
+    id: control
+    implicitHeight: Theme.controlHeight
+    leftPadding: Theme.padL
+    rightPadding: Theme.padL
+    focusPolicy: Qt.StrongFocus
+    font.pixelSize: Theme.body
+    font.weight: Font.DemiBold
+    Accessible.name: text
+
+    contentItem: Text {
+        text: control.text
+        font: control.font
+        color: Theme.accentForeground
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+    }
+    background: Rectangle {
+        radius: Theme.radiusControl
+        color: Theme.accentFill
+        opacity: control.enabled ? (control.down ? 0.85 : 1) : 0.45
+    }
+    FocusRing {}
+}

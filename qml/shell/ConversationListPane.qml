@@ -1,0 +1,105 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Velmarin
+import Velmarin.Core
+
+// The list side of the conversations section: the title, the search and the
+// conversations by title, newest activity first.
+Rectangle {
+    id: pane
+    property bool narrow: false
+
+    function focusSearch() {
+        search.forceActiveFocus()
+        search.selectAll()
+    }
+
+    color: Theme.window
+
+    ChatSwitcherModel {
+        id: chats
+        filter: search.text
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        ModuleHeader {
+            Layout.fillWidth: true
+            title: Loc.l("Conversations", Loc.revision)
+            IconButton {
+                visible: pane.narrow
+                symbol: "line.3.horizontal"
+                label: Loc.l("Menu", Loc.revision)
+                onClicked: AppModel.showMainMenu = true
+            }
+        }
+
+        VTextField {
+            id: search
+            objectName: "listSearch"
+            Layout.fillWidth: true
+            Layout.margins: Theme.padM
+            placeholderText: Loc.l("Search", Loc.revision)
+            Keys.onDownPressed: {
+                listView.forceActiveFocus()
+                listView.currentIndex = 0
+            }
+            Keys.onReturnPressed: {
+                const id = chats.chatIdAt(0)
+                if (id !== 0)
+                    AppModel.selectChat(id)
+            }
+            Keys.onEscapePressed: event => {
+                if (text.length > 0)
+                    text = ""
+                else
+                    event.accepted = false
+            }
+        }
+
+        ListView {
+            id: listView
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            clip: true
+            model: chats
+            currentIndex: -1
+            keyNavigationEnabled: true
+            activeFocusOnTab: true
+            boundsBehavior: Flickable.StopAtBounds
+            Accessible.role: Accessible.List
+            Accessible.name: Loc.l("Conversations", Loc.revision)
+
+            delegate: ChatRow {
+                width: listView.width
+                selected: chatId === AppModel.selectedChatId
+                highlighted: ListView.isCurrentItem && listView.activeFocus
+                onActivated: AppModel.selectChat(chatId)
+            }
+            // Keyboard focus always lands on a row, so the ring shows where it is.
+            onActiveFocusChanged: {
+                if (activeFocus && currentIndex < 0 && count > 0)
+                    currentIndex = 0
+            }
+            Keys.onReturnPressed: {
+                if (currentIndex >= 0)
+                    AppModel.selectChat(chats.chatIdAt(currentIndex))
+            }
+        }
+    }
+
+    EmptyState {
+        anchors.centerIn: parent
+        width: parent.width
+        height: 200
+        visible: chats.count === 0
+        symbol: search.text.length > 0 ? "magnifyingglass" : "ellipsis.bubble.fill"
+        title: search.text.length > 0 ? Loc.l("No matches", Loc.revision)
+                                      : Loc.l("No conversations yet", Loc.revision)
+        note: search.text.length > 0 ? Loc.l("No conversation has that in its title.", Loc.revision)
+                                     : Loc.l("Conversations you join show up here.", Loc.revision)
+    }
+}

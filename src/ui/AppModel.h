@@ -1,0 +1,132 @@
+#pragma once
+
+// The one view model the QML frame reads: the session, navigation, settings
+// and look of the app, over the one Store. Registered as the QML singleton
+// "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
+// instance that exists at the time, so tests can make a fresh one per case.
+
+#include "ui/LinkRouter.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QVariantList>
+#include <QVariantMap>
+#include <memory>
+
+class QQmlEngine;
+class Store;
+
+class AppModel : public QObject {
+    Q_OBJECT
+    // Session
+    Q_PROPERTY(bool signedIn READ signedIn NOTIFY sessionChanged)
+    Q_PROPERTY(QString myName READ myName NOTIFY sessionChanged)
+    Q_PROPERTY(bool isGuest READ isGuest NOTIFY sessionChanged)
+    Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
+    Q_PROPERTY(QString toast READ toast NOTIFY toastChanged)
+    Q_PROPERTY(QString buildFooter READ buildFooter NOTIFY sessionChanged)
+    // Navigation
+    Q_PROPERTY(QString section READ section WRITE setSection NOTIFY navigationChanged)
+    Q_PROPERTY(QVariantList railSections READ railSections NOTIFY railChanged)
+    Q_PROPERTY(QVariantList menuSections READ menuSections NOTIFY railChanged)
+    Q_PROPERTY(bool showMainMenu READ showMainMenu WRITE setShowMainMenu NOTIFY navigationChanged)
+    Q_PROPERTY(qint64 selectedChatId READ selectedChatId NOTIFY selectionChanged)
+    Q_PROPERTY(QString selectedChatTitle READ selectedChatTitle NOTIFY selectionChanged)
+    // Another person's profile while its sheet is open, else empty: id, name
+    // and the info rows (address, competence, experience, email, phone).
+    Q_PROPERTY(QVariantMap profileUser READ profileUser NOTIFY profileUserChanged)
+    Q_PROPERTY(QString hostName READ hostName NOTIFY hostChanged)
+    Q_PROPERTY(QString hostStatus READ hostStatus NOTIFY hostChanged)
+    // Settings and look
+    Q_PROPERTY(QString design READ design WRITE setDesign NOTIFY settingsChanged)
+    Q_PROPERTY(QString accent READ accent WRITE setAccent NOTIFY settingsChanged)
+    Q_PROPERTY(QString language READ language WRITE setLanguage NOTIFY settingsChanged)
+    Q_PROPERTY(QVariantList designs READ designs NOTIFY railChanged)
+    Q_PROPERTY(QVariantList accents READ accents NOTIFY railChanged)
+    Q_PROPERTY(QVariantMap palette READ palette NOTIFY settingsChanged)
+    Q_PROPERTY(bool muteAll READ muteAll WRITE setMuteAll NOTIFY settingsChanged)
+    Q_PROPERTY(QString iconFont READ iconFont CONSTANT)
+    Q_PROPERTY(QString monoFont READ monoFont CONSTANT)
+
+public:
+    explicit AppModel(Store* store, QObject* parent = nullptr);
+    ~AppModel() override;
+
+    // The instance QML engines are given; the most recently made one.
+    static AppModel* current();
+    // Registers AppModel, LoginViewModel, Loc and the icon lookup under
+    // "Velmarin.Core" 1.0. Safe to call more than once.
+    static void registerQmlTypes();
+    // Points an engine at the views compiled into the binary (Qt 6.4 does not
+    // look in qrc:/qt/qml by itself).
+    static void configureEngine(QQmlEngine& engine);
+
+    Store* store() const { return m_store; }
+    LinkRouter& links() { return m_links; }
+
+    bool signedIn() const;
+    QString myName() const;
+    bool isGuest() const;
+    QString lastError() const;
+    QString toast() const;
+    QString buildFooter() const;
+
+    QString section() const;
+    void setSection(const QString& raw);
+    QVariantList railSections() const;
+    QVariantList menuSections() const;
+    bool showMainMenu() const;
+    void setShowMainMenu(bool show);
+    qint64 selectedChatId() const;
+    QString selectedChatTitle() const;
+    QVariantMap profileUser() const;
+    QString hostName() const;
+    QString hostStatus() const;
+
+    QString design() const;
+    void setDesign(const QString& raw);
+    QString accent() const;
+    void setAccent(const QString& raw);
+    QString language() const;
+    void setLanguage(const QString& raw);
+    QVariantList designs() const;
+    QVariantList accents() const;
+    QVariantMap palette() const;
+    bool muteAll() const;
+    void setMuteAll(bool mute);
+    QString iconFont() const;
+    QString monoFont() const;
+
+    // The glyph of a symbol name in the icon font.
+    Q_INVOKABLE QString icon(const QString& symbol) const;
+    Q_INVOKABLE void selectChat(qint64 chatId);
+    Q_INVOKABLE void clearSelection();
+    // The drawer's choice: the conversations section also closes any open chat.
+    Q_INVOKABLE void selectFromMenu(const QString& raw);
+    // Internal links first, anything else to the desktop; true when handled here.
+    Q_INVOKABLE bool openLink(const QString& url);
+    Q_INVOKABLE void logout();
+    Q_INVOKABLE void closeProfile();
+
+    // The application came forward or went back.
+    void setApplicationActive(bool active);
+
+signals:
+    void sessionChanged();
+    void lastErrorChanged();
+    void toastChanged();
+    void navigationChanged();
+    void railChanged();
+    void selectionChanged();
+    void hostChanged();
+    void profileUserChanged();
+    void settingsChanged();
+
+private:
+    QVariantMap sectionEntry(int section) const;
+    void onSelectionChanged();
+
+    QPointer<Store> m_store;
+    LinkRouter m_links;
+    int m_lastUnread = -1;
+};

@@ -1,0 +1,338 @@
+#include "model/Config.h"
+#include "shell/AppSection.h"
+#include "shell/Icons.h"
+#include "shell/Localisation.h"
+#include "shell/Translations.h"
+#include "store/Prefs.h"
+#include "store/Store.h"
+#include "support/TestSupport.h"
+#include "ui/AppModel.h"
+#include "ui/LoginViewModel.h"
+
+#include <QAccessible>
+#include <QDirIterator>
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QRawFont>
+#include <QRegularExpression>
+#include <QTest>
+#include <cstdio>
+
+namespace {
+QStringList& warnings() {
+    static QStringList list;
+    return list;
+}
+
+// Noise of the test machine, not of the views.
+bool isEnvironmentNoise(const QString& message) {
+    return message.contains(QLatin1String("XDG_RUNTIME_DIR")) ||
+           message.contains(QLatin1String("propagateSizeHints"));
+}
+
+void collectWarnings(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    std::fprintf(stderr, "%s\n", qPrintable(message));
+    if (type == QtDebugMsg || type == QtInfoMsg) return;
+    if (isEnvironmentNoise(message)) return;
+    warnings().append(QString::fromLatin1(context.category ? context.category : "") +
+                      QLatin1String(": ") + message);
+}
+
+void walk(QQuickItem* item, const std::function<void(QQuickItem*)>& visit) {
+    if (!item || !item->isVisible()) return;
+    visit(item);
+    for (QQuickItem* child : item->childItems())
+        walk(child, visit);
+}
+
+// Every visible item of the window and of its open popups.
+void walkWindow(QQuickWindow* window, const std::function<void(QQuickItem*)>& visit) {
+    walk(window->contentItem(), visit);
+    if (QQuickItem* overlay = window->contentItem()->parentItem())
+        for (QQuickItem* child : overlay->childItems())
+            if (child != window->contentItem()) walk(child, visit);
+}
+
+QString accessibleName(QQuickItem* item) {
+    QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(item);
+    return iface ? iface->text(QAccessible::Name) : QString();
+}
+
+ChatSummary chatWith(qint64 id, const QString& title, qint64 unread = 0) {
+    ChatSummary c;
+    c.id = id;
+    c.kind = QStringLiteral("group");
+    c.title = title;
+    c.createdAt = id;
+    c.unread = unread;
+    return c;
+}
+} // namespace
+
+// Loads the app's QML offscreen, drives it through its states, and fails on
+// any QML warning, on a focusable control without an accessible name, and on
+// English left on screen after a language change.
+class TestQmlLoad : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<ScopedPrefs> prefs;
+    std::unique_ptr<Store> store;
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<QQmlApplicationEngine> engine;
+    QQuickWindow* window = nullptr;
+
+    // Loads Main.qml over a fresh store; false (with the failure recorded) when it cannot.
+    bool start(bool signedIn) {
+        store = std::make_unique<Store>();
+        if (signedIn) {
+            store->token = QStringLiteral("token");
+            User me;
+            me.id = 1;
+            me.username = QStringLiteral("ana");
+            store->me = me;
+            store->chats = {chatWith(10, "Release train", 3), chatWith(11, "Design review", 120),
+                            chatWith(12, "Ops")};
+        }
+        model = std::make_unique<AppModel>(store.get());
+        engine = std::make_unique<QQmlApplicationEngine>();
+        AppModel::configureEngine(*engine);
+        engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Velmarin/Main.qml")));
+        if (engine->rootObjects().isEmpty()) return false;
+        window = qobject_cast<QQuickWindow*>(engine->rootObjects().constFirst());
+        if (!window || !QTest::qWaitForWindowExposed(window)) return false;
+        window->requestActivate();
+        QTest::qWait(50);
+        return true;
+    }
+
+    QQuickItem* find(const char* name) const {
+        QQuickItem* found = nullptr;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (!found && item->objectName() == QLatin1String(name)) found = item;
+        });
+        return found;
+    }
+
+    void expectNamedControls() {
+        QStringList unnamed;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (item->activeFocusOnTab() && item->isEnabled() && accessibleName(item).isEmpty())
+                unnamed << QString::fromLatin1(item->metaObject()->className());
+        });
+        QVERIFY2(unnamed.isEmpty(), qPrintable(unnamed.join(", ")));
+    }
+
+    void expectNoWarnings() {
+        QTest::qWait(30);
+        QVERIFY2(warnings().isEmpty(), qPrintable(warnings().join('\n')));
+    }
+
+private slots:
+    void initTestCase() {
+        qInstallMessageHandler(collectWarnings);
+        QAccessible::setActive(true);
+        QVERIFY(Icons::loadFont());
+        AppModel::registerQmlTypes();
+        Config::overrideWellKnownServers("http://127.0.0.1:1", "http://127.0.0.1:1",
+                                         "http://127.0.0.1:1");
+    }
+
+    void init() {
+        prefs = std::make_unique<ScopedPrefs>();
+        Loc::setCurrent(AppLanguage::en);
+        warnings().clear();
+    }
+
+    void cleanup() {
+        engine.reset();
+        window = nullptr;
+        model.reset();
+        store.reset();
+        Loc::setCurrent(AppLanguage::en);
+        prefs.reset();
+    }
+
+    void iconsComeFromTheBundledFont() {
+        const QRawFont font = QRawFont::fromFont(QFont(Icons::fontFamily()));
+        QVERIFY(font.isValid());
+        QCOMPARE(font.familyName(), Icons::fontFamily());
+        for (const QString& symbol : Icons::knownSymbols())
+            QVERIFY2(font.supportsCharacter(Icons::codePoint(symbol)), qPrintable(symbol));
+        QCOMPARE(Icons::glyph("no.such.symbol"), QString());
+    }
+
+    void everySymbolTheViewsNameIsMapped() {
+        const QRegularExpression named(QStringLiteral("symbol:\\s*\"([^\"]+)\""));
+        QStringList unknown;
+        QDirIterator it(QStringLiteral(VELMARIN_SOURCE_DIR "/qml"), {"*.qml"}, QDir::Files,
+                        QDirIterator::Subdirectories);
+        int seen = 0;
+        while (it.hasNext()) {
+            QFile file(it.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString text = QString::fromUtf8(file.readAll());
+            for (auto match = named.globalMatch(text); match.hasNext(); ++seen) {
+                const QString symbol = match.next().captured(1);
+                if (Icons::codePoint(symbol) == 0) unknown << symbol;
+            }
+        }
+        for (AppSection section : allSections) {
+            if (Icons::codePoint(icon(section)) == 0) unknown << icon(section);
+            if (auto custom = customIcon(section); custom && Icons::codePoint(*custom) == 0)
+                unknown << *custom;
+        }
+        QVERIFY(seen > 10);
+        QVERIFY2(unknown.isEmpty(), qPrintable(unknown.join(", ")));
+    }
+
+    void loginScreen() {
+        QVERIFY(start(false));
+        QQuickItem* screen = find("loginView");
+        QVERIFY(screen);
+        QVERIFY(!find("mainLayout"));
+        expectNamedControls();
+
+        // No reachable server knows the name: the invite step.
+        auto* login = screen->findChild<LoginViewModel*>();
+        QVERIFY(login);
+        QTRY_VERIFY(!login->autoProbing());
+        login->setName(QStringLiteral("zoe"));
+        login->submitName();
+        QTRY_COMPARE(login->step(), QStringLiteral("code"));
+        QTest::qWait(20);
+        expectNamedControls();
+        login->setInviteCode(QStringLiteral("k3Fq9"));
+        login->joinInvite();
+        QVERIFY(!login->errorText().isEmpty());
+        // The picture picker loads on first use.
+        QObject* picker = screen->findChild<QObject*>(QStringLiteral("qrFilePicker"));
+        QVERIFY(picker);
+        QVERIFY(!picker->property("item").value<QObject*>());
+        picker->setProperty("active", true);
+        QTRY_VERIFY(picker->property("item").value<QObject*>());
+        QMetaObject::invokeMethod(picker->property("item").value<QObject*>(), "close");
+        login->back();
+        QCOMPARE(login->step(), QStringLiteral("name"));
+        expectNoWarnings();
+    }
+
+    void mainLayoutInEverySectionDesignAndWidth_data() {
+        QTest::addColumn<QString>("design");
+        QTest::addColumn<int>("width");
+        for (AppDesign design : allDesigns) {
+            QTest::newRow(qPrintable(rawValue(design) + " wide")) << rawValue(design) << 1100;
+            QTest::newRow(qPrintable(rawValue(design) + " narrow")) << rawValue(design) << 760;
+        }
+    }
+    void mainLayoutInEverySectionDesignAndWidth() {
+        QFETCH(QString, design);
+        QFETCH(int, width);
+        QVERIFY(start(true));
+        model->setDesign(design);
+        window->resize(width, 640);
+        QVERIFY(find("mainLayout"));
+        for (AppSection section : allSections) {
+            model->setSection(rawValue(section));
+            QTest::qWait(20);
+            expectNamedControls();
+        }
+        model->setSection("Conversation");
+        model->selectChat(11);
+        QTest::qWait(250); // the narrow layout slides the conversation in
+        QVERIFY(find("conversationDetail"));
+        expectNamedControls();
+        model->setShowMainMenu(true);
+        QTest::qWait(250);
+        expectNamedControls();
+        model->selectFromMenu("Profile");
+        QTRY_VERIFY(!model->showMainMenu());
+        QVERIFY(find("profileModule"));
+        expectNoWarnings();
+    }
+
+    void linksOpenTheProfileSheetAndCopy() {
+        QVERIFY(start(true));
+        User bob;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        bob.email = QStringLiteral("bob@example.com");
+        store->users = {bob};
+        QVERIFY(model->openLink("velmarin://user/bob"));
+        QObject* sheet = window->findChild<QObject*>(QStringLiteral("profileSheet"));
+        QVERIFY(sheet);
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        expectNamedControls();
+        model->setLanguage("fr");
+        QTest::qWait(20);
+        model->setLanguage("en");
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        QVERIFY(!store->profileUser);
+
+        QVERIFY(model->openLink("velmarin://copy/a%2Fb"));
+        QCOMPARE(model->toast(), QStringLiteral("Copied"));
+        expectNoWarnings();
+    }
+
+    void languageChangeRedrawsEveryText() {
+        QVERIFY(start(true));
+        model->setSection("Profile");
+        QTest::qWait(20);
+        model->setLanguage("de");
+        QTest::qWait(20);
+        QHash<QString, QString> german;
+        for (const TranslationRow& row : translationRows())
+            german.insert(QString::fromUtf8(row.en), QString::fromUtf8(row.de));
+        QStringList leftInEnglish;
+        int texts = 0;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (!item->inherits("QQuickText")) return;
+            const QString text = item->property("text").toString();
+            ++texts;
+            if (german.contains(text) && german.value(text) != text) leftInEnglish << text;
+        });
+        QVERIFY(texts > 10);
+        QVERIFY2(leftInEnglish.isEmpty(), qPrintable(leftInEnglish.join(" | ")));
+        expectNoWarnings();
+    }
+
+    void keyboard() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        // Ctrl+F: the list search takes the focus.
+        model->setSection("Work");
+        QTest::keyClick(window, Qt::Key_F, Qt::ControlModifier);
+        QTRY_COMPARE(model->section(), QStringLiteral("Conversation"));
+        QTRY_VERIFY(window->activeFocusItem() &&
+                    window->activeFocusItem()->objectName() == QLatin1String("listSearch"));
+
+        // Ctrl+K, type, Enter: that conversation is open.
+        QTest::keyClick(window, Qt::Key_K, Qt::ControlModifier);
+        QObject* switcher = window->findChild<QObject*>(QStringLiteral("quickSwitcher"));
+        QVERIFY(switcher);
+        QTRY_VERIFY(switcher->property("opened").toBool());
+        for (char c : {'d', 'e', 's', 'i'})
+            QTest::keyClick(window, c);
+        QTest::keyClick(window, Qt::Key_Return);
+        QTRY_COMPARE(model->selectedChatId(), qint64(11));
+        QTRY_VERIFY(!switcher->property("visible").toBool());
+
+        // Esc steps back out of the conversation.
+        QTest::qWait(200);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_COMPARE(model->selectedChatId(), qint64(0));
+
+        // Tab moves the focus through named controls with a visible ring.
+        for (int i = 0; i < 8; ++i) {
+            QTest::keyClick(window, Qt::Key_Tab);
+            QQuickItem* focused = window->activeFocusItem();
+            QVERIFY(focused);
+            QVERIFY2(!accessibleName(focused).isEmpty(), focused->metaObject()->className());
+        }
+        expectNoWarnings();
+    }
+};
+
+QTEST_MAIN(TestQmlLoad)
+#include "test_qml_load.moc"
