@@ -75,8 +75,8 @@ void addOptions(QCommandLineParser& parser) {
                         "agent-sandbox in the data directory)."),
          QStringLiteral("dir")},
         {QStringLiteral("seed-demo"),
-         QStringLiteral("Fill an empty server with demo people, groups and agent sessions for "
-                        "the owner, once; implies --agent-host and needs --owner.")},
+         QStringLiteral("Seed demo people, groups and agent sessions for the owner, once: "
+                        "later starts leave them alone. Implies --agent-host; needs --owner.")},
     });
 }
 

@@ -105,7 +105,7 @@ std::optional<MessageRow> AgentHost::handleControl(const MessageRow& carrier) {
     if (!user) return std::nullopt;
     const QJsonObject reply =
         mayControl(*user)
-            ? answer(*req, Requester{user->id, user->username, carrier.chatId})
+            ? answer(*req, Requester{user->id, carrier.chatId})
             : control::failure(QStringLiteral("This host takes requests from its owner only"));
     return post(carrier.chatId, control::replyText(req->id, reply));
 }

@@ -15,7 +15,6 @@ class TurnRunner;
 // Who sent a control request, and in which conversation.
 struct Requester {
     qint64 userId = 0;
-    QString username;
     qint64 chatId = 0;
 };
 
