@@ -191,6 +191,29 @@ private slots:
                     .toBool());
     }
 
+    void clearStartsTheContextAfresh() {
+        const auto cleared = ask(QStringLiteral("clear"), {},
+                                 {{"chatId", m_session}, {"name", "owner"}, {"seed", "[digest]"}});
+        QVERIFY(cleared && cleared->value(QStringLiteral("ok")).toBool());
+        const qint64 asked = agentkit::send(m_owner, m_session, QStringLiteral("go on"));
+        std::optional<Message> reply;
+        bool noted = false;
+        QVERIFY(EventSocket::waitUntil([&] {
+            for (const QJsonValue& v : agentkit::messages(m_owner, m_session)) {
+                const Message m = Message::fromJson(v.toObject());
+                noted =
+                    noted || (m.isSystemNote() &&
+                              m.systemNoteText() == QStringLiteral("owner reset the context "
+                                                                   "(kept the recent messages)"));
+                if (m.ccAnswersId() == asked) reply = m;
+            }
+            return reply.has_value();
+        }));
+        QVERIFY(noted);
+        QVERIFY(reply->text.startsWith(QStringLiteral("I read the summary")));
+        QCOMPARE(reply->ccContextTokens()->warm, 0);
+    }
+
     void chunkedWriteReadsBackWhole() {
         // A three-byte character straddles the 28000-byte cut, and the host's
         // own read pieces fall inside four-byte ones.
