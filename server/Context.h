@@ -8,6 +8,8 @@
 #include <QHash>
 #include <QMap>
 
+class AgentHost;
+
 // Build state of one conversation, as the agent host last reported it.
 struct BuildState {
     QString state;
@@ -38,4 +40,5 @@ struct Context {
     QMap<qint64, BuildState> builds;
     QList<TypingEntry> typing;
     QHash<QString, PendingNonce> nonces; // by public key
+    AgentHost* agentHost = nullptr;      // the simulated agent host, when it runs
 };

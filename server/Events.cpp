@@ -1,6 +1,7 @@
 #include "Events.h"
 
 #include "Records.h"
+#include "agent/AgentHost.h"
 
 namespace events {
 namespace {
@@ -15,6 +16,7 @@ void message(Context& ctx, const MessageRow& m, const QString& type) {
     QJsonObject e = event(type);
     e.insert(QStringLiteral("message"), records::message(ctx.db, m));
     ctx.hub.sendToUsers(ctx.db.memberIds(m.chatId), e);
+    if (ctx.agentHost) ctx.agentHost->observe(m, type);
 }
 
 void messageDeleted(Context& ctx, qint64 chatId, qint64 messageId) {

@@ -64,6 +64,19 @@ void addOptions(QCommandLineParser& parser) {
         {QStringLiteral("platform"),
          QStringLiteral("Platform reported by api/server-identity (default linux)."),
          QStringLiteral("text")},
+        {QStringLiteral("agent-host"),
+         QStringLiteral("Run the simulated agent host: a \"Claude Code\" user that answers "
+                        "session conversations and control requests.")},
+        {QStringLiteral("agent-pace-ms"),
+         QStringLiteral("Milliseconds per step of a simulated agent turn (default 400)."),
+         QStringLiteral("n")},
+        {QStringLiteral("agent-sandbox"),
+         QStringLiteral("Folder the agent host shows as its file system (default: "
+                        "agent-sandbox in the data directory)."),
+         QStringLiteral("dir")},
+        {QStringLiteral("seed-demo"),
+         QStringLiteral("Seed demo people, groups and agent sessions for the owner, once: "
+                        "later starts leave them alone. Implies --agent-host; needs --owner.")},
     });
 }
 
@@ -77,6 +90,27 @@ bool applyPorts(const QCommandLineParser& parser, ServerOptions& opts) {
         opts.httpPort = parsePort(parser.value(QStringLiteral("http-port")));
         if (!opts.httpPort) return false;
     }
+    return true;
+}
+
+bool applyAgentOptions(const QCommandLineParser& parser, ServerOptions& opts) {
+    opts.seedDemo = parser.isSet(QStringLiteral("seed-demo"));
+    opts.agentHost = opts.seedDemo || parser.isSet(QStringLiteral("agent-host"));
+    if (opts.seedDemo && opts.owner.isEmpty()) {
+        std::fprintf(stderr, "--seed-demo needs --owner: the demo belongs to the owner\n");
+        return false;
+    }
+    if (parser.isSet(QStringLiteral("agent-pace-ms"))) {
+        bool ok = false;
+        opts.agentPaceMs = parser.value(QStringLiteral("agent-pace-ms")).toInt(&ok);
+        if (!ok || opts.agentPaceMs < 1 || opts.agentPaceMs > 60000) {
+            std::fprintf(stderr, "--agent-pace-ms must be from 1 to 60000\n");
+            return false;
+        }
+    }
+    opts.agentSandbox = parser.isSet(QStringLiteral("agent-sandbox"))
+                            ? parser.value(QStringLiteral("agent-sandbox"))
+                            : QDir(opts.dataDir).filePath(QStringLiteral("agent-sandbox"));
     return true;
 }
 
@@ -114,6 +148,7 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     opts.discovered = splitList(parser.value(QStringLiteral("discovered")));
     if (parser.isSet(QStringLiteral("platform")))
         opts.platform = parser.value(QStringLiteral("platform"));
+    if (!applyAgentOptions(parser, opts)) return std::nullopt;
     exitCode = 0;
     return opts;
 }

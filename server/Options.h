@@ -17,6 +17,11 @@ struct ServerOptions {
     bool webSocket = true;
     QStringList discovered;
     QString platform = QStringLiteral("linux");
+    // The simulated agent host: a "Claude Code" bot that runs sessions.
+    bool agentHost = false;
+    int agentPaceMs = 400;
+    QString agentSandbox; // empty: "agent-sandbox" in the data directory
+    bool seedDemo = false;
 };
 
 // Parses the process arguments. On --help or bad input it prints to the

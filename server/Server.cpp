@@ -3,11 +3,29 @@
 #include "Activity.h"
 #include "Routes.h"
 #include "SniffingServer.h"
+#include "agent/AgentHost.h"
+#include "agent/DemoSeed.h"
 
 #include <QTcpServer>
 #include <QUrlQuery>
 #include <QWebSocket>
 #include <cstdio>
+
+namespace {
+
+// The address the agent host writes into links: loopback when the server
+// listens on every address.
+QString publicBase(const QHostAddress& listen, quint16 port) {
+    const bool any = listen == QHostAddress::Any || listen == QHostAddress::AnyIPv4 ||
+                     listen == QHostAddress::AnyIPv6;
+    const QHostAddress shown = any ? QHostAddress(QHostAddress::LocalHost) : listen;
+    const QString host = shown.protocol() == QAbstractSocket::IPv6Protocol
+                             ? u'[' + shown.toString() + u']'
+                             : shown.toString();
+    return QStringLiteral("http://%1:%2").arg(host).arg(port);
+}
+
+} // namespace
 
 Server::Server(ServerOptions options, QObject* parent)
     : QObject(parent), m_options(std::move(options)),
@@ -19,6 +37,11 @@ Server::Server(ServerOptions options, QObject* parent)
     addSessionRoutes(m_router, m_ctx);
     addChatRoutes(m_router, m_ctx);
     addMessageRoutes(m_router, m_ctx);
+    addAgentHostRoutes(m_router, m_ctx);
+    if (m_options.agentHost) {
+        m_agent = std::make_unique<AgentHost>(m_ctx);
+        m_ctx.agentHost = m_agent.get();
+    }
     m_hub.onFrame = [this](const Connection& conn, const QJsonObject& frame) {
         activity::handleFrame(m_ctx, conn, frame);
     };
@@ -27,7 +50,9 @@ Server::Server(ServerOptions options, QObject* parent)
                 &Server::acceptWebSockets);
 }
 
-Server::~Server() = default;
+Server::~Server() {
+    m_ctx.agentHost = nullptr;
+}
 
 std::optional<Caller> Server::authenticate(const QString& token) {
     const auto user = m_db.userForToken(token);
@@ -47,6 +72,12 @@ QString Server::listen() {
                 .arg(*m_options.httpPort)
                 .arg(m_plain->errorString());
         m_front.bind(m_plain);
+    }
+    if (m_agent) {
+        m_agent->setPublicBase(publicBase(m_options.listen, port()));
+        // The demo's links need the port, so it is seeded once the server listens.
+        if (m_options.seedDemo) seedDemo(*m_agent);
+        m_agent->start();
     }
     return {};
 }

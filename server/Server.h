@@ -6,6 +6,7 @@
 
 #include <QObject>
 
+class AgentHost;
 class QTcpServer;
 class SniffingServer;
 
@@ -36,6 +37,7 @@ private:
     Context m_ctx;
     Router m_router;
     HttpFront m_front;
+    std::unique_ptr<AgentHost> m_agent;
     SniffingServer* m_main = nullptr;
     QTcpServer* m_plain = nullptr;
 };

@@ -2,6 +2,7 @@
 #include "Events.h"
 #include "Records.h"
 #include "Routes.h"
+#include "agent/AgentHost.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ HttpReply bootstrap(Context& ctx, const HttpRequest& req) {
         {QStringLiteral("botIds"), idArray(ctx.db.botIds())},
         {QStringLiteral("builds"), buildsOf(ctx, chatRows)},
     };
+    if (ctx.agentHost) reply.insert(QStringLiteral("claudeHost"), ctx.agentHost->status(me));
     const QStringList linked = ctx.db.linkedServers(me);
     if (!linked.isEmpty())
         reply.insert(QStringLiteral("linkedServers"), QJsonArray::fromStringList(linked));

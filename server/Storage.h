@@ -108,10 +108,12 @@ public:
     void deleteChat(qint64 chatId);
 
     // Messages and reads.
+    // Stamped now unless the draft carries a time of its own.
     MessageRow insertMessage(const MessageRow& draft);
     std::optional<MessageRow> message(qint64 id);
     QList<MessageRow> messagesPage(qint64 chatId, std::optional<qint64> before, int limit);
     std::optional<MessageRow> lastMessage(qint64 chatId);
+    // Control requests and replies and the agent's working messages do not count.
     qint64 unreadCount(qint64 chatId, qint64 userId);
     void editMessage(qint64 id, const QString& text, qint64 at);
     void deleteMessage(qint64 id);

@@ -35,7 +35,8 @@ MessageRow readMessage(const QSqlQuery& q) {
 
 MessageRow Storage::insertMessage(const MessageRow& draft) {
     MessageRow m = draft;
-    m.createdAt = now();
+    // Only seeded history comes with its own time.
+    if (m.createdAt <= 0) m.createdAt = now();
     QSqlQuery q =
         run(QStringLiteral("INSERT INTO messages (chat_id, sender_id, sender_name, text, reply_to, "
                            "media, album, forwarded_from, transcript, created_at) "
@@ -78,7 +79,8 @@ std::optional<MessageRow> Storage::lastMessage(qint64 chatId) {
 
 qint64 Storage::unreadCount(qint64 chatId, qint64 userId) {
     QSqlQuery q = run(QStringLiteral(R"(SELECT COUNT(*) FROM messages WHERE chat_id=?
-        AND deleted=0 AND sender_id<>? AND id > COALESCE(
+        AND deleted=0 AND sender_id<>? AND substr(text, 1, 6)<>char(2)||'CCCTL'
+        AND substr(text, 1, 19)<>'💭 Claude is working' AND id > COALESCE(
             (SELECT last_read_id FROM reads WHERE chat_id=? AND user_id=?), 0))"),
                       {chatId, userId, chatId, userId});
     return q.next() ? q.value(0).toLongLong() : 0;
