@@ -80,20 +80,6 @@ void JsonReader::syntaxError(const char* what) const {
                           .arg(m_p - m_begin));
 }
 
-void JsonReader::skipSpace() {
-    while (m_p < m_end) {
-        const char c = *m_p;
-        if (c != ' ' && c != '\n' && c != '\r' && c != '\t') return;
-        ++m_p;
-    }
-}
-
-char JsonReader::nextByte(const char* whenMissing) {
-    skipSpace();
-    if (m_p >= m_end) syntaxError(whenMissing);
-    return *m_p;
-}
-
 JsonReader::Type JsonReader::peek() {
     switch (nextByte("value expected")) {
     case '{':

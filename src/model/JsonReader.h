@@ -75,8 +75,16 @@ public:
 
 private:
     [[noreturn]] void syntaxError(const char* what) const;
-    void skipSpace();
-    char nextByte(const char* whenMissing);
+    // Compact JSON has no whitespace: these are inline for that case.
+    void skipSpace() {
+        while (m_p < m_end && (*m_p == ' ' || *m_p == '\n' || *m_p == '\r' || *m_p == '\t'))
+            ++m_p;
+    }
+    char nextByte(const char* whenMissing) {
+        skipSpace();
+        if (m_p >= m_end) syntaxError(whenMissing);
+        return *m_p;
+    }
     void enter();
     // Scans the string whose opening quote was just read; returns its body.
     std::string_view scanString(bool& escaped, bool& ascii);
