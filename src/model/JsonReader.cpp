@@ -265,47 +265,46 @@ bool JsonReader::readBool() {
     return value;
 }
 
-// Scans as QJsonDocument does (sign, integer part, fraction, exponent, each
-// part possibly empty) and lets QByteArray::toDouble judge what is not a
-// plain integer, so both accept and refuse the same texts.
+// Lets QByteArray::toDouble judge whatever is not a plain integer, as
+// QJsonDocument does, so both accept and refuse the same texts.
 JsonReader::Number JsonReader::readNumber() {
     skipSpace();
     const char* const start = m_p;
-    const char* p = start;
-    const bool negative = p < m_end && *p == '-';
-    if (negative) ++p;
-    const char* const digits = p;
-    if (p < m_end && *p == '0') {
-        ++p;
-    } else {
-        while (p < m_end && isDigit(*p))
-            ++p;
-    }
-    const char* const digitsEnd = p;
-    if (p < m_end && *p == '.') {
-        ++p;
-        while (p < m_end && isDigit(*p))
-            ++p;
-    }
-    if (p < m_end && (*p == 'e' || *p == 'E')) {
-        ++p;
-        if (p < m_end && (*p == '-' || *p == '+')) ++p;
-        while (p < m_end && isDigit(*p))
-            ++p;
-    }
-    if (p >= m_end) syntaxError("unterminated number");
-    m_p = p;
+    const bool negative = start < m_end && *start == '-';
+    const char* const digits = start + (negative ? 1 : 0);
+    const char* digitsEnd = digits;
+    const char* const end = scanNumber(digits, digitsEnd);
+    if (end >= m_end) syntaxError("unterminated number");
+    m_p = end;
     m_needComma = true;
     Number n;
-    if (p == digitsEnd && digitsEnd > digits &&
+    if (end == digitsEnd && digitsEnd > digits &&
         parseInteger(digits, digitsEnd, negative, n.integer)) {
         n.integral = true;
         return n;
     }
-    const double d = parseDouble(start, p);
-    n.integral = exactInteger(d, n.integer);
-    n.real = d;
+    n.real = parseDouble(start, end);
+    n.integral = exactInteger(n.real, n.integer);
     return n;
+}
+
+// The extent of a number after its sign as QJsonDocument scans it: integer
+// part, fraction, exponent, each possibly empty.
+const char* JsonReader::scanNumber(const char* p, const char*& digitsEnd) const {
+    auto skipDigits = [this](const char* q) {
+        while (q < m_end && isDigit(*q))
+            ++q;
+        return q;
+    };
+    p = p < m_end && *p == '0' ? p + 1 : skipDigits(p);
+    digitsEnd = p;
+    if (p < m_end && *p == '.') p = skipDigits(p + 1);
+    if (p < m_end && (*p == 'e' || *p == 'E')) {
+        ++p;
+        if (p < m_end && (*p == '-' || *p == '+')) ++p;
+        p = skipDigits(p);
+    }
+    return p;
 }
 
 double JsonReader::parseDouble(const char* begin, const char* end) const {
@@ -385,6 +384,55 @@ void JsonReader::throwProblem() const {
                           .arg(key, QLatin1StringView(m_problem ? m_problem : "is invalid")));
 }
 
+namespace {
+
+// One escape sequence at p (already validated); returns what follows it.
+const uchar* unescapeOne(const uchar* p, char16_t*& d) {
+    switch (p[1]) {
+    case 'b':
+        *d++ = 0x08;
+        break;
+    case 'f':
+        *d++ = 0x0C;
+        break;
+    case 'n':
+        *d++ = 0x0A;
+        break;
+    case 'r':
+        *d++ = 0x0D;
+        break;
+    case 't':
+        *d++ = 0x09;
+        break;
+    case 'u':
+        *d++ = char16_t(hexValue(char(p[2])) << 12 | hexValue(char(p[3])) << 8 |
+                        hexValue(char(p[4])) << 4 | hexValue(char(p[5])));
+        return p + 6;
+    default:
+        *d++ = p[1];
+        break;
+    }
+    return p + 2;
+}
+
+// One multi-byte UTF-8 sequence at p (already validated) as UTF-16.
+const uchar* decodeOne(const uchar* p, char16_t*& d) {
+    const int follow = *p >= 0xF0 ? 3 : *p >= 0xE0 ? 2 : 1;
+    char32_t code = *p & (0x3F >> follow);
+    for (int i = 1; i <= follow; ++i)
+        code = (code << 6) | (p[i] & 0x3F);
+    if (code >= 0x10000) {
+        *d++ = QChar::highSurrogate(code);
+        *d++ = QChar::lowSurrogate(code);
+    } else {
+        *d++ = char16_t(code);
+    }
+    return p + 1 + follow;
+}
+
+} // namespace
+
+// Never more UTF-16 units than input bytes, so one allocation does.
 QString unescape(std::string_view body) {
     QString out(qsizetype(body.size()), Qt::Uninitialized);
     auto* const first = reinterpret_cast<char16_t*>(out.data());
@@ -392,50 +440,12 @@ QString unescape(std::string_view body) {
     const auto* p = reinterpret_cast<const uchar*>(body.data());
     const auto* const end = p + body.size();
     while (p < end) {
-        const uchar c = *p;
-        if (c == '\\') {
-            switch (p[1]) {
-            case 'b':
-                *d++ = 0x08;
-                break;
-            case 'f':
-                *d++ = 0x0C;
-                break;
-            case 'n':
-                *d++ = 0x0A;
-                break;
-            case 'r':
-                *d++ = 0x0D;
-                break;
-            case 't':
-                *d++ = 0x09;
-                break;
-            case 'u':
-                *d++ = char16_t(hexValue(char(p[2])) << 12 | hexValue(char(p[3])) << 8 |
-                                hexValue(char(p[4])) << 4 | hexValue(char(p[5])));
-                p += 4;
-                break;
-            default:
-                *d++ = p[1];
-                break;
-            }
-            p += 2;
-        } else if (c < 0x80) {
-            *d++ = c;
-            ++p;
-        } else {
-            const int follow = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
-            char32_t code = c & (0x3F >> follow);
-            for (int i = 1; i <= follow; ++i)
-                code = (code << 6) | (p[i] & 0x3F);
-            p += 1 + follow;
-            if (code >= 0x10000) {
-                *d++ = QChar::highSurrogate(code);
-                *d++ = QChar::lowSurrogate(code);
-            } else {
-                *d++ = char16_t(code);
-            }
-        }
+        if (*p == '\\')
+            p = unescapeOne(p, d);
+        else if (*p < 0x80)
+            *d++ = *p++;
+        else
+            p = decodeOne(p, d);
     }
     out.truncate(d - first);
     return out;

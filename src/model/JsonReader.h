@@ -91,6 +91,7 @@ private:
     const char* scanEscape(const char* p) const;
     const char* scanMultiByte(const char* p) const;
     void skipLiteral(std::string_view word);
+    const char* scanNumber(const char* p, const char*& digitsEnd) const;
     double parseDouble(const char* begin, const char* end) const;
 
     const char* m_begin;
