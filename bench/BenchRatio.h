@@ -2,7 +2,9 @@
 
 // Runs the registered benchmarks with the console reporter and then prints
 // "ratio <name> / <baseline> = x.xx" for each declared pair, so a target
-// such as "decode within 2x of the raw parse" reads off one run.
+// such as "decode within 2x of the raw parse" reads off one run. With
+// --benchmark_repetitions the ratio is taken between medians, of wall time
+// and of CPU time (the fairer one on a loaded machine).
 
 #include <benchmark/benchmark.h>
 
@@ -14,14 +16,32 @@
 
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
+    struct Times {
+        double real = 0;
+        double cpu = 0;
+    };
+
     void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                perIteration[run.run_name.function_name] =
-                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        for (const Run& run : runs) {
+            const Times t{run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
+            const std::string& name = run.run_name.function_name;
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                medians[name] = t;
+            else if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                lastRun[name] = t;
+        }
         ConsoleReporter::ReportRuns(runs);
     }
-    std::map<std::string, double> perIteration;
+
+    const Times* find(const std::string& name) const {
+        if (auto it = medians.find(name); it != medians.end()) return &it->second;
+        if (auto it = lastRun.find(name); it != lastRun.end()) return &it->second;
+        return nullptr;
+    }
+
+private:
+    std::map<std::string, Times> medians;
+    std::map<std::string, Times> lastRun;
 };
 
 inline int runWithRatios(int argc, char** argv,
@@ -30,11 +50,11 @@ inline int runWithRatios(int argc, char** argv,
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     for (const auto& [name, baseline] : pairs) {
-        const auto a = reporter.perIteration.find(name);
-        const auto b = reporter.perIteration.find(baseline);
-        if (a == reporter.perIteration.end() || b == reporter.perIteration.end() || b->second <= 0)
-            continue;
-        std::printf("ratio %s / %s = %.2f\n", name.c_str(), baseline.c_str(), a->second / b->second);
+        const RatioReporter::Times* a = reporter.find(name);
+        const RatioReporter::Times* b = reporter.find(baseline);
+        if (!a || !b || b->real <= 0 || b->cpu <= 0) continue;
+        std::printf("ratio %s / %s = %.2f (cpu %.2f)\n", name.c_str(), baseline.c_str(),
+                    a->real / b->real, a->cpu / b->cpu);
     }
     benchmark::Shutdown();
     return 0;

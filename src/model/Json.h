@@ -3,9 +3,12 @@
 // Strict JSON decoding: a required key that is missing, null or of the wrong
 // type throws DecodeError; optional keys may be missing or null; unknown keys
 // are ignored. Records implement `static T fromJson(const QJsonObject&)` and
-// `QJsonObject toJson() const`.
+// `QJsonObject toJson() const`. Records decoded on hot paths also implement
+// `static bool read(json::JsonReader&, T&)` (model/JsonFields.h), which
+// decode<T> then uses instead of building a QJsonDocument.
 
 #include "model/Errors.h"
+#include "model/JsonFields.h"
 
 #include <QByteArray>
 #include <QJsonArray>
@@ -59,12 +62,14 @@ struct Codec<QList<T>> {
         const QJsonArray arr = v.toArray();
         QList<T> out;
         out.reserve(arr.size());
-        for (const QJsonValue& item : arr) out.push_back(Codec<T>::decode(item, key));
+        for (const QJsonValue& item : arr)
+            out.push_back(Codec<T>::decode(item, key));
         return out;
     }
     static QJsonValue encode(const QList<T>& list) {
         QJsonArray arr;
-        for (const T& item : list) arr.append(Codec<T>::encode(item));
+        for (const T& item : list)
+            arr.append(Codec<T>::encode(item));
         return arr;
     }
 };
@@ -106,7 +111,7 @@ struct Codec<T> {
 // Enumerations with fixed wire texts: `static std::optional<E> fromWire(QString)`,
 // `QString toWire(E)` found by argument-dependent lookup.
 template <typename T>
-    requires std::is_enum_v<T>
+requires std::is_enum_v<T>
 struct Codec<T> {
     static T decode(const QJsonValue& v, QLatin1StringView key) {
         if (!v.isString()) fail(key, "is not a string");
@@ -144,9 +149,28 @@ void put(QJsonObject& o, QLatin1StringView key, const std::optional<T>& value) {
 // Whole documents.
 QJsonValue parse(const QByteArray& bytes);
 
+// Through QJsonDocument, whatever the type.
+template <typename T>
+T decodeViaDocument(const QByteArray& bytes) {
+    return Codec<T>::decode(parse(bytes), QLatin1StringView("<root>"));
+}
+
+// Straight from the bytes, for records with a reader decoder.
+template <Readable T>
+T readDocument(QByteArrayView bytes) {
+    JsonReader reader(bytes);
+    T out;
+    if (!T::read(reader, out)) reader.throwProblem();
+    reader.finish();
+    return out;
+}
+
 template <typename T>
 T decode(const QByteArray& bytes) {
-    return Codec<T>::decode(parse(bytes), QLatin1StringView("<root>"));
+    if constexpr (Readable<T>)
+        return readDocument<T>(bytes);
+    else
+        return decodeViaDocument<T>(bytes);
 }
 
 template <typename T>

@@ -2,6 +2,8 @@
 
 // The wire records every server and the client exchange. Decoding is strict:
 // see model/Json.h. Ids are signed 64-bit; times are epoch milliseconds.
+// Records with `read` are also decoded straight from the bytes
+// (ModelsRead.cpp), with the same rules as their fromJson.
 
 #include "model/Json.h"
 
@@ -23,6 +25,7 @@ struct User {
     std::optional<bool> isGuest;
 
     static User fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, User& out);
     QJsonObject toJson() const;
     bool operator==(const User&) const = default;
 };
@@ -34,6 +37,7 @@ struct ReplySnippet {
     QString text;
 
     static ReplySnippet fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ReplySnippet& out);
     QJsonObject toJson() const;
     bool operator==(const ReplySnippet&) const = default;
 };
@@ -46,6 +50,7 @@ struct MediaInfo {
     std::optional<QString> name;
 
     static MediaInfo fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, MediaInfo& out);
     QJsonObject toJson() const;
     bool operator==(const MediaInfo&) const = default;
 };
@@ -55,6 +60,7 @@ struct Reaction {
     QList<qint64> userIds;
 
     static Reaction fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, Reaction& out);
     QJsonObject toJson() const;
     bool operator==(const Reaction&) const = default;
 };
@@ -64,6 +70,7 @@ struct ForwardInfo {
     QString senderName;
 
     static ForwardInfo fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ForwardInfo& out);
     QJsonObject toJson() const;
     bool operator==(const ForwardInfo&) const = default;
 };
@@ -87,6 +94,7 @@ struct Message {
     bool isPending = false; // client only: never read from or written to JSON
 
     static Message fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, Message& out);
     QJsonObject toJson() const;
     bool operator==(const Message&) const = default;
 
@@ -129,6 +137,7 @@ struct ReadMark {
     std::optional<qint64> updatedAt;
 
     static ReadMark fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ReadMark& out);
     QJsonObject toJson() const;
     bool operator==(const ReadMark&) const = default;
 };
@@ -147,6 +156,7 @@ struct ChatSummary {
     std::optional<Message> pinnedMessage;
 
     static ChatSummary fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ChatSummary& out);
     QJsonObject toJson() const;
     bool operator==(const ChatSummary&) const = default;
 
@@ -197,6 +207,7 @@ struct ClaudeUsageWindow {
     std::optional<QString> resetsAt; // JSON key "resets_at"
 
     static ClaudeUsageWindow fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ClaudeUsageWindow& out);
     QJsonObject toJson() const;
     bool operator==(const ClaudeUsageWindow&) const = default;
 
@@ -209,6 +220,7 @@ struct ClaudeUsage {
     std::optional<QString> email;
 
     static ClaudeUsage fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ClaudeUsage& out);
     QJsonObject toJson() const;
     bool operator==(const ClaudeUsage&) const = default;
 };
@@ -218,6 +230,7 @@ struct ClaudeNamedAccount {
     std::optional<ClaudeUsage> usage;
 
     static ClaudeNamedAccount fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ClaudeNamedAccount& out);
     QJsonObject toJson() const;
     bool operator==(const ClaudeNamedAccount&) const = default;
 };
@@ -233,6 +246,7 @@ struct ClaudeHost {
     std::optional<QMap<QString, QString>> chatAccounts;
 
     static ClaudeHost fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, ClaudeHost& out);
     QJsonObject toJson() const;
     bool operator==(const ClaudeHost&) const = default;
 };
@@ -246,6 +260,7 @@ struct CatPref {
     bool sound = true;
 
     static CatPref fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, CatPref& out);
     QJsonObject toJson() const;
     bool operator==(const CatPref&) const = default;
 };
@@ -259,6 +274,7 @@ struct NotifPrefs {
     bool muteAll = false;
 
     static NotifPrefs fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, NotifPrefs& out);
     QJsonObject toJson() const;
     bool operator==(const NotifPrefs&) const = default;
 };
@@ -269,6 +285,7 @@ struct BuildStatus {
     std::optional<QString> label;
 
     static BuildStatus fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, BuildStatus& out);
     QJsonObject toJson() const;
     bool operator==(const BuildStatus&) const = default;
 
@@ -296,6 +313,7 @@ struct BootstrapResponse {
     std::optional<QList<QString>> discoveredServers;
 
     static BootstrapResponse fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, BootstrapResponse& out);
     QJsonObject toJson() const;
     bool operator==(const BootstrapResponse&) const = default;
 };
@@ -304,7 +322,9 @@ struct MessagesResponse {
     QList<Message> messages;
 
     static MessagesResponse fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, MessagesResponse& out);
     QJsonObject toJson() const;
+    bool operator==(const MessagesResponse&) const = default;
 };
 
 struct TypingUser {
@@ -369,7 +389,9 @@ struct WsEvent {
     std::optional<QString> label;
 
     static WsEvent fromJson(const QJsonObject& o);
+    static bool read(json::JsonReader& r, WsEvent& out);
     QJsonObject toJson() const;
+    bool operator==(const WsEvent&) const = default;
 };
 
 struct DeployTarget {
