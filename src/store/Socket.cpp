@@ -58,6 +58,8 @@ QCoro::Task<> Store::onFirstPong(QWebSocket* socket) {
     sendActive(appActive());
     co_await resync();
     if (!self) co_return;
+    co_await flushPendingPrefs();
+    if (!self) co_return;
     pingLoop(socket);
     startHostStatusPolling();
 }
@@ -133,5 +135,6 @@ void Store::sendActive(bool active) {
 }
 
 void Store::ensureConnected() {
+    startBuildPolling();
     if (token && !wsConnected) connectWS();
 }
