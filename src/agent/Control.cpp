@@ -14,9 +14,10 @@ namespace {
 constexpr int replyPolls = 75;
 constexpr double replyPollInterval = 0.4;
 constexpr int replyWindow = 50;
+} // namespace
 
-// A conversation id as the caller put it: an integer, or any JSON number.
-std::optional<qint64> chatIdField(const QJsonObject& extra) {
+// An integer, or any JSON number: callers build `extra` in different ways.
+std::optional<qint64> Store::ccRequestChatId(const QJsonObject& extra) {
     const QJsonValue v = extra.value(QLatin1String("chatId"));
     if (!v.isDouble()) return std::nullopt;
     const QVariant exact = v.toVariant();
@@ -25,7 +26,6 @@ std::optional<qint64> chatIdField(const QJsonObject& extra) {
     if (!std::isfinite(d) || std::fabs(d) >= 9.2e18) return std::nullopt;
     return qint64(d);
 }
-} // namespace
 
 QString Store::ccRequestText(const QString& requestId, const QString& op, const QString& path,
                              const QJsonObject& extra) {
@@ -84,7 +84,7 @@ QCoro::Task<std::optional<QJsonObject>> Store::ccRequest(QString op, QString pat
     QPointer<Store> self(this);
     std::optional<Api> target;
     qint64 targetChat = 0;
-    const std::optional<qint64> chatId = chatIdField(extra);
+    const std::optional<qint64> chatId = ccRequestChatId(extra);
     const auto [server, real] = IDCodec::decode(chatId.value_or(0));
     if (server == 0) {
         target = api();

@@ -289,6 +289,8 @@ public:
     // with the fixed fields, which win over `extra`.
     static QString ccRequestText(const QString& requestId, const QString& op, const QString& path,
                                  const QJsonObject& extra);
+    // The conversation a request names: an integer or any JSON number.
+    static std::optional<qint64> ccRequestChatId(const QJsonObject& extra);
     // The reply to `requestId` among fetched messages, if one is there.
     static std::optional<QJsonObject> ccFindReply(const QList<Message>& page,
                                                   const QString& requestId);
