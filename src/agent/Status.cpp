@@ -51,6 +51,9 @@ struct Store::SessionScan {
     quint64 revision = 0;
     quint64 epoch = 0;
     std::optional<qint64> meId;
+    // The array itself, so a history replaced without a signal is not trusted.
+    const Message* data = nullptr;
+    qsizetype size = 0;
     bool loaded = false;
     // The live working message, if one is not stale.
     std::optional<Message> working;
@@ -75,13 +78,17 @@ const Store::SessionScan& Store::sessionScan(qint64 chatId) const {
     std::shared_ptr<SessionScan>& slot = m_sessionScans[chatId];
     const auto list = messages.constFind(chatId);
     const bool loaded = list != messages.constEnd() && !list->isEmpty();
+    const Message* data = loaded ? list->constData() : nullptr;
+    const qsizetype size = loaded ? list->size() : 0;
     if (slot && slot->revision == revision && slot->epoch == m_scanEpoch && slot->meId == meId &&
-        slot->loaded == loaded)
+        slot->loaded == loaded && slot->data == data && slot->size == size)
         return *slot;
     auto scan = std::make_shared<SessionScan>();
     scan->revision = revision;
     scan->epoch = m_scanEpoch;
     scan->meId = meId;
+    scan->data = data;
+    scan->size = size;
     scan->loaded = loaded;
     if (loaded) {
         const Message* working = nullptr;

@@ -316,7 +316,8 @@ public:
     void ccStartOptimisticWorking(qint64 chatId, qint64 sentAtMs);
     QCoro::Task<> ccSendNow(qint64 chatId, qint64 msgId);
     QCoro::Task<> ccStopSession(qint64 chatId);
-    // Raised by every change of a conversation's history that the store makes.
+    // Raised by every timelineChanged: code that writes `messages` emits it,
+    // which is also what keeps the status readings above current.
     quint64 timelineRevision(qint64 chatId) const { return m_timelineRevision.value(chatId); }
 
     // MARK: Agent preferences
