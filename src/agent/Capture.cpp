@@ -106,16 +106,19 @@ bool Store::captureCCSeen(const Message& message) {
 bool Store::captureCCProcessed(const Message& message) {
     const qint64 chatId = message.chatId;
     const QSet<qint64> known = ccProcessedIds.value(chatId);
-    QSet<qint64> fresh;
-    for (qint64 id : message.ccDoneIds())
-        if (id > 0 && !known.contains(id)) fresh.insert(id);
-    if (const auto working = message.ccWorkingMsgId(); working && *working > 0)
-        if (!known.contains(*working)) fresh.insert(*working);
-    if (fresh.isEmpty()) return false;
-    // Everything at or below the seen mark is settled anyway: keep the set small.
+    // Everything at or below the seen mark is settled anyway: such ids are
+    // pruned, and a replay that names them again changes nothing.
     const qint64 mark = ccSeenHighWater.value(chatId, lowestId);
-    QSet<qint64> next;
-    for (qint64 id : known + fresh)
+    QSet<qint64> fresh;
+    const auto consider = [&](qint64 id) {
+        if (id > 0 && id > mark && !known.contains(id)) fresh.insert(id);
+    };
+    for (qint64 id : message.ccDoneIds())
+        consider(id);
+    if (const auto working = message.ccWorkingMsgId()) consider(*working);
+    if (fresh.isEmpty()) return false;
+    QSet<qint64> next = fresh;
+    for (qint64 id : known)
         if (id > mark) next.insert(id);
     ccProcessedIds.insert(chatId, next);
     saveCCProcessedIds();

@@ -15,6 +15,22 @@
 namespace {
 constexpr qint64 lowestId = std::numeric_limits<qint64>::min();
 constexpr double optimisticWindow = 12.0;
+
+// The scan reads every message of a long history: a first-character test
+// spares the prefix comparison for the many messages that cannot match.
+bool isWorking(const Message& m) {
+    return !m.text.isEmpty() && m.text.front() == Config::ccWorkingPrefix.front() &&
+           m.isCCWorking();
+}
+
+bool isControl(const Message& m) {
+    return !m.text.isEmpty() && m.text.front() == Config::ccControlPrefix.front() &&
+           m.isCCControl();
+}
+
+qint64 meKeyOf(const std::optional<User>& me) {
+    return me ? me->id : lowestId;
+}
 } // namespace
 
 QString rawValue(CCMessageStatus status) {
@@ -46,85 +62,109 @@ QString backlogBarText(int count) {
               QString::number(count));
 }
 
-// What the status rules need from one conversation's loaded history.
+// Everything the status rules read about one conversation, gathered in one
+// pass. Valid while the scan epoch stands: every change the rules depend on
+// (history, conversation list, sign-in, the markers' memory) moves it.
 struct Store::SessionScan {
-    quint64 revision = 0;
     quint64 epoch = 0;
-    std::optional<qint64> meId;
-    // The array itself, so a history replaced without a signal is not trusted.
-    const Message* data = nullptr;
-    qsizetype size = 0;
+    qint64 meKey = lowestId; // the signed-in user's id, lowestId when unknown
+    bool isSession = false;
     bool loaded = false;
     // The live working message, if one is not stale.
     std::optional<Message> working;
     std::optional<qint64> processing;
     std::optional<qint64> seen;
-    // The last reply (array order) and the oldest own message above it.
+    // The last reply (array order), and the oldest own message above it,
+    // found only when a rule needs it.
     qint64 lastReplyId = lowestId;
-    std::optional<qint64> oldestOwnAfterReply;
+    mutable std::optional<std::optional<qint64>> oldestOwnAfterReply;
+    qint64 highWater = lowestId;
+    QSet<qint64> processed;
+    std::optional<qint64> optimisticUntil;
 };
 
 void Store::wireAgentCaches() {
-    connect(this, &Store::timelineChanged, this,
-            [this](qint64 chatId, TimelineChange) { ++m_timelineRevision[chatId]; });
-    // Sender tests depend on who is signed in; whole reloads replace histories.
-    connect(this, &Store::sessionChanged, this, [this] { ++m_scanEpoch; });
-    connect(this, &Store::chatsReset, this, [this] { ++m_scanEpoch; });
+    const auto invalidate = [this] { ++m_scanEpoch; };
+    connect(this, &Store::timelineChanged, this, invalidate);
+    connect(this, &Store::chatChanged, this, invalidate);
+    connect(this, &Store::chatRemoved, this, invalidate);
+    connect(this, &Store::chatsReset, this, invalidate);
+    connect(this, &Store::sessionChanged, this, invalidate);
+    connect(this, &Store::usersChanged, this, invalidate);
+    connect(this, &Store::ccStateChanged, this, invalidate);
 }
 
-const Store::SessionScan& Store::sessionScan(qint64 chatId) const {
-    const quint64 revision = m_timelineRevision.value(chatId);
-    const std::optional<qint64> meId = me ? std::optional<qint64>(me->id) : std::nullopt;
+// Views ask for one conversation many times in a row: that case stays inline.
+inline const Store::SessionScan& Store::sessionScan(qint64 chatId) const {
+    if (m_lastScan && m_lastScanChat == chatId && m_lastScan->epoch == m_scanEpoch &&
+        m_lastScan->meKey == meKeyOf(me)) [[likely]]
+        return *m_lastScan;
+    return findSessionScan(chatId);
+}
+
+const Store::SessionScan& Store::findSessionScan(qint64 chatId) const {
+    const qint64 meKey = meKeyOf(me);
     std::shared_ptr<SessionScan>& slot = m_sessionScans[chatId];
-    const auto list = messages.constFind(chatId);
-    const bool loaded = list != messages.constEnd() && !list->isEmpty();
-    const Message* data = loaded ? list->constData() : nullptr;
-    const qsizetype size = loaded ? list->size() : 0;
-    if (slot && slot->revision == revision && slot->epoch == m_scanEpoch && slot->meId == meId &&
-        slot->loaded == loaded && slot->data == data && slot->size == size)
-        return *slot;
+    if (!slot || slot->epoch != m_scanEpoch || slot->meKey != meKey) slot = scanSession(chatId);
+    m_lastScan = slot;
+    m_lastScanChat = chatId;
+    return *slot;
+}
+
+std::shared_ptr<Store::SessionScan> Store::scanSession(qint64 chatId) const {
     auto scan = std::make_shared<SessionScan>();
-    scan->revision = revision;
     scan->epoch = m_scanEpoch;
-    scan->meId = meId;
-    scan->data = data;
-    scan->size = size;
-    scan->loaded = loaded;
-    if (loaded) {
+    scan->meKey = meKeyOf(me);
+    const ChatSummary* c = chat(chatId);
+    scan->isSession = c && isClaudeSessionChat(*c);
+    scan->highWater = ccSeenHighWater.value(chatId, lowestId);
+    scan->processed = ccProcessedIds.value(chatId);
+    if (const auto it = ccOptimisticWorking.constFind(chatId); it != ccOptimisticWorking.constEnd())
+        scan->optimisticUntil = *it;
+    const auto list = messages.constFind(chatId);
+    scan->loaded = list != messages.constEnd() && !list->isEmpty();
+    if (scan->loaded) {
         const Message* working = nullptr;
         qint64 newestReply = lowestId;
+        const bool signedIn = me.has_value();
         for (const Message& m : *list) {
-            if (m.isCCWorking()) {
+            if (isWorking(m)) {
                 working = &m;
                 continue;
             }
-            if (m.isCCControl() || (meId && m.senderId == *meId)) continue;
+            if ((signedIn && m.senderId == scan->meKey) || isControl(m)) continue;
             scan->lastReplyId = m.id;
             newestReply = std::max(newestReply, m.id);
         }
         // A reply newer than the working message ends the work, edited away or not.
         if (working && !(newestReply > working->id)) scan->working = *working;
-        for (const Message& m : *list)
-            if (m.id > 0 && meId && m.senderId == *meId && m.id > scan->lastReplyId &&
-                (!scan->oldestOwnAfterReply || m.id < *scan->oldestOwnAfterReply))
-                scan->oldestOwnAfterReply = m.id;
+    } else if (c && c->lastMessage && c->lastMessage->isCCWorking()) {
+        // Unloaded history: the summary's last message is the one place the
+        // host's in-place edits reach.
+        scan->working = c->lastMessage;
     }
     if (scan->working) {
         scan->processing = scan->working->ccWorkingMsgId();
         scan->seen = scan->working->ccSeenMsgId();
     }
-    slot = std::move(scan);
-    return *slot;
+    return scan;
+}
+
+std::optional<qint64> Store::oldestOwnAfterReply(qint64 chatId) const {
+    const SessionScan& scan = sessionScan(chatId);
+    if (!scan.oldestOwnAfterReply) {
+        std::optional<qint64> oldest;
+        for (const Message& m : messages.value(chatId))
+            if (me && m.senderId == me->id && m.id > 0 && m.id > scan.lastReplyId &&
+                (!oldest || m.id < *oldest))
+                oldest = m.id;
+        scan.oldestOwnAfterReply = oldest;
+    }
+    return *scan.oldestOwnAfterReply;
 }
 
 std::optional<Message> Store::liveWorkingMessage(qint64 chatId) const {
-    const SessionScan& scan = sessionScan(chatId);
-    if (scan.loaded) return scan.working;
-    // Unloaded history: the summary's last message is the one place the
-    // host's in-place edits reach.
-    const ChatSummary* c = chat(chatId);
-    if (c && c->lastMessage && c->lastMessage->isCCWorking()) return c->lastMessage;
-    return std::nullopt;
+    return sessionScan(chatId).working;
 }
 
 // MARK: Readings
@@ -150,56 +190,44 @@ bool Store::isClaudeSessionChat(const ChatSummary& c) const {
 }
 
 bool Store::ccWorking(qint64 chatId) const {
-    if (liveWorkingMessage(chatId)) return true;
-    const auto deadline = ccOptimisticWorking.constFind(chatId);
-    return deadline != ccOptimisticWorking.constEnd() && nowMs() < *deadline;
+    const SessionScan& scan = sessionScan(chatId);
+    // No timer ends the guess: the deadline is read at each evaluation.
+    return scan.working || (scan.optimisticUntil && nowMs() < *scan.optimisticUntil);
 }
 
 std::optional<qint64> Store::ccProcessingMsgId(qint64 chatId) const {
-    const SessionScan& scan = sessionScan(chatId);
-    if (scan.loaded) return scan.processing;
-    const auto w = liveWorkingMessage(chatId);
-    return w ? w->ccWorkingMsgId() : std::nullopt;
+    return sessionScan(chatId).processing;
 }
 
 std::optional<qint64> Store::ccSeenMsgId(qint64 chatId) const {
-    const SessionScan& scan = sessionScan(chatId);
-    if (scan.loaded) return scan.seen;
-    const auto w = liveWorkingMessage(chatId);
-    return w ? w->ccSeenMsgId() : std::nullopt;
+    return sessionScan(chatId).seen;
 }
 
 bool Store::ccChromeActive(qint64 chatId) const {
-    const auto w = liveWorkingMessage(chatId);
+    const auto& w = sessionScan(chatId).working;
     return w && w->ccChromeActive();
 }
 
 bool Store::ccScreenshotActive(qint64 chatId) const {
-    const auto w = liveWorkingMessage(chatId);
+    const auto& w = sessionScan(chatId).working;
     return w && w->ccScreenshotActive();
 }
 
 std::optional<CCMessageStatus> Store::ccStatus(const Message& m) const {
     using S = CCMessageStatus;
     if (!me || m.senderId != me->id || m.id <= 0) return std::nullopt;
-    const qint64 chatId = m.chatId;
-    const ChatSummary* c = chat(chatId);
-    if (!c || !isClaudeSessionChat(*c)) return std::nullopt;
-    const SessionScan& scan = sessionScan(chatId);
-    const std::optional<qint64> p = scan.loaded ? scan.processing : ccProcessingMsgId(chatId);
+    const SessionScan& scan = sessionScan(m.chatId);
+    if (!scan.isSession) return std::nullopt;
+    const std::optional<qint64>& p = scan.processing;
     // In work beats below the mark: a message can be both.
     if (p && *p == m.id) return S::processing;
-    if (m.id <= ccSeenHighWater.value(chatId, lowestId)) return S::done;
-    if (const auto done = ccProcessedIds.constFind(chatId);
-        done != ccProcessedIds.constEnd() && done->contains(m.id))
-        return S::done;
-    const std::optional<qint64> s = scan.loaded ? scan.seen : ccSeenMsgId(chatId);
-    if (s) return m.id <= *s ? S::done : S::pending;
+    if (m.id <= scan.highWater || scan.processed.contains(m.id)) return S::done;
+    if (const std::optional<qint64>& s = scan.seen) return m.id <= *s ? S::done : S::pending;
     if (p) return m.id < *p ? S::done : S::pending;
     if (m.id < scan.lastReplyId) return S::done;
-    if (!ccWorking(chatId)) return std::nullopt;
+    if (!ccWorking(m.chatId)) return std::nullopt;
     // Working, nothing named: the oldest unanswered message is taken to be in work.
-    return scan.oldestOwnAfterReply == m.id ? S::processing : S::pending;
+    return oldestOwnAfterReply(m.chatId) == m.id ? S::processing : S::pending;
 }
 
 QList<Message> Store::backloggedMessages(qint64 chatId) const {

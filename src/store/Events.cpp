@@ -82,8 +82,8 @@ void Store::handleNewMessage(const Message& message, int server) {
         }
         return;
     }
-    captureCCSeen(message);
-    captureCCProcessed(message);
+    const bool seen = captureCCSeen(message);
+    if (captureCCProcessed(message) || seen) emit ccStateChanged(chatId);
     if (messages.contains(chatId)) {
         upsertMessage(message);
     } else if (selectedChatId() == chatId) {

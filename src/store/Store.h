@@ -316,9 +316,11 @@ public:
     void ccStartOptimisticWorking(qint64 chatId, qint64 sentAtMs);
     QCoro::Task<> ccSendNow(qint64 chatId, qint64 msgId);
     QCoro::Task<> ccStopSession(qint64 chatId);
-    // Raised by every timelineChanged: code that writes `messages` emits it,
-    // which is also what keeps the status readings above current.
-    quint64 timelineRevision(qint64 chatId) const { return m_timelineRevision.value(chatId); }
+    // The readings above are computed once per state and kept: code that
+    // writes what they read (`messages`, `chats`, `me`, the markers' memory)
+    // emits the matching signal (timelineChanged, chatChanged, chatsReset,
+    // sessionChanged, ccStateChanged), as views need anyway.
+    quint64 statusEpoch() const { return m_scanEpoch; }
 
     // MARK: Agent preferences
     // Chosen values (the model choice map is keyed "ccModelChoice" on disk).
@@ -531,6 +533,9 @@ private:
     // Agent internals.
     struct SessionScan;
     const SessionScan& sessionScan(qint64 chatId) const;
+    const SessionScan& findSessionScan(qint64 chatId) const;
+    std::shared_ptr<SessionScan> scanSession(qint64 chatId) const;
+    std::optional<qint64> oldestOwnAfterReply(qint64 chatId) const;
     void wireAgentCaches();
     std::optional<Message> liveWorkingMessage(qint64 chatId) const;
     QCoro::Task<std::optional<QJsonObject>> ccRequest(QString op, QString path,
@@ -565,8 +570,9 @@ private:
     int m_badgeCount = 0;
     QHash<int, QString> m_serverClaudeEmail;
     QHash<int, ClaudeUsage> m_serverClaudeUsage;
-    QHash<qint64, quint64> m_timelineRevision;
     quint64 m_scanEpoch = 0;
     mutable QHash<qint64, std::shared_ptr<SessionScan>> m_sessionScans;
+    mutable std::shared_ptr<SessionScan> m_lastScan;
+    mutable qint64 m_lastScanChat = 0;
     bool m_hostPollStarted = false;
 };

@@ -139,6 +139,23 @@ private slots:
         QCOMPARE(store->builds.keys(), QList<qint64>{onTwo});
     }
 
+    void bootstrapAndPollFillBuilds() {
+        HostEcho echo;
+        echo.builds = QJsonObject{{"42", QJsonObject{{"state", "building"}, {"percent", 30}}}};
+        auto store = storeOn(echo, 0.01);
+        BootstrapResponse reply;
+        reply.me = user(meId, "me");
+        reply.chats = {session()};
+        reply.builds = QMap<QString, BuildStatus>{{"42", status("queued")}};
+        store->mergeBootstrap(reply);
+        QCOMPARE(store->builds.value(sessionId).state, "queued");
+        store->ensureConnected(); // the shell's call when the app becomes active
+        QVERIFY(store->buildPollStarted);
+        QTRY_COMPARE_WITH_TIMEOUT(store->builds.value(sessionId).percent, 30, 2000);
+        echo.builds = {};
+        QTRY_VERIFY_WITH_TIMEOUT(store->builds.isEmpty(), 2000);
+    }
+
     void latestDeployFromThreeSources() {
         auto store = offlineStore();
         QVERIFY(!store->latestDeploy(sessionId));

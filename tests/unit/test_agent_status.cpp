@@ -125,8 +125,9 @@ private slots:
         emit store->chatsReset();
         QVERIFY(!store->ccStatus(m));
         store->chats[0] = chatWith(sessionId, {user(meId, "me")}); // Saved Messages
+        emit store->chatChanged(sessionId);
         QVERIFY(!store->ccStatus(m));
-        store->chats.clear();
+        store->removeChat(sessionId);
         QVERIFY(!store->ccStatus(m));
     }
 
@@ -170,7 +171,7 @@ private slots:
         QCOMPARE(store->ccProcessingMsgId(sessionId), 5);
         QVERIFY(store->ccScreenshotActive(sessionId));
         QCOMPARE(store->ccStatusLine(sessionId), "Reading files");
-        store->chats[0].lastMessage = message(7, agentMember, "done");
+        store->updateChatLast(message(7, agentMember, "done"));
         QVERIFY(!store->ccWorking(sessionId));
         QVERIFY(!store->ccStatusText(sessionId));
     }
