@@ -97,6 +97,15 @@ struct CCFileChunk {
     bool operator==(const CCFileChunk&) const = default;
 };
 
+// What the read-only file viewer shows: the text read, or why there is none
+// ("unreachable" when the host did not answer), and whether the cap cut it.
+struct CCFileView {
+    QString text;
+    std::optional<QString> error;
+    bool truncated = false;
+    bool operator==(const CCFileView&) const = default;
+};
+
 // One control request of a chunked write: a piece and whether it appends.
 struct CCWriteStep {
     QString content;

@@ -140,6 +140,19 @@ QList<CCWriteStep> ccWritePlan(const QString& content, int maxBytes) {
     return steps;
 }
 
+std::optional<QString> validEnvFileName(const QString& typed) {
+    qsizetype begin = 0;
+    qsizetype end = typed.size();
+    while (begin < end && (typed[begin] == u' ' || typed[begin] == u'\t'))
+        ++begin;
+    while (end > begin && (typed[end - 1] == u' ' || typed[end - 1] == u'\t'))
+        --end;
+    const QString name = typed.mid(begin, end - begin);
+    if (!name.startsWith(QLatin1String(".env")) || name.contains(QLatin1Char('/')))
+        return std::nullopt;
+    return name;
+}
+
 CCListing listingFromReply(const QJsonObject& reply, const QString& askedPath) {
     CCListing listing{optionalString(reply, QLatin1StringView("path")).value_or(askedPath),
                       optionalString(reply, QLatin1StringView("parent")),
@@ -207,6 +220,35 @@ QCoro::Task<std::optional<CCFileChunk>> Store::ccReadFileChunk(QString path, qin
     const std::optional<QJsonObject> reply = co_await request;
     if (!reply) co_return std::nullopt;
     co_return fileChunkFromReply(*reply);
+}
+
+QCoro::Task<CCFileView> Store::ccReadFileForViewer(QString path, qint64 cap) {
+    QPointer<Store> self(this);
+    CCFileView view;
+    qint64 offset = 0;
+    bool readSomething = false;
+    while (true) {
+        auto request = ccReadFileChunk(path, offset);
+        const std::optional<CCFileChunk> chunk = co_await request;
+        if (!self || !chunk) {
+            view.error = QStringLiteral("unreachable");
+            break;
+        }
+        if (chunk->err) {
+            if (!readSomething) view.error = chunk->err;
+            break;
+        }
+        view.text += chunk->text;
+        readSomething = true;
+        // A host that does not advance would keep us here for ever.
+        if (chunk->eof || chunk->next <= offset) break;
+        if (chunk->next >= cap) {
+            view.truncated = true;
+            break;
+        }
+        offset = chunk->next;
+    }
+    co_return view;
 }
 
 // MARK: Whole texts

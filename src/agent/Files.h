@@ -25,6 +25,12 @@ QString entryPath(const QString& listingPath, const QString& name);
 // so that an emptied file really is emptied.
 QList<CCWriteStep> ccWritePlan(const QString& content, int maxBytes = 28000);
 
+// The name typed for a new env file, trimmed of blanks and tabs, if it may be
+// one: it starts with ".env" and stays in the folder root.
+std::optional<QString> validEnvFileName(const QString& typed);
+
+inline constexpr qint64 fileViewerCap = 524288;
+
 // Readers of host replies; lenient on purpose, the host's fields are optional.
 CCListing listingFromReply(const QJsonObject& reply, const QString& askedPath);
 std::optional<CCDirListing> dirListingFromReply(const QJsonObject& reply, const QString& askedPath);

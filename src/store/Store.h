@@ -382,6 +382,8 @@ public:
     QCoro::Task<std::optional<CCDirListing>> ccListDir(qint64 chatId, QString path);
     QCoro::Task<> ccOpenPrivacySettings();
     QCoro::Task<std::optional<CCFileChunk>> ccReadFileChunk(QString path, qint64 offset);
+    // The viewer's read: chunk after chunk up to `cap` bytes.
+    QCoro::Task<CCFileView> ccReadFileForViewer(QString path, qint64 cap);
     QCoro::Task<std::optional<QUrl>> ccDownloadFile(qint64 chatId, QString path, QString name);
     QCoro::Task<std::optional<QString>> ccCreateFolder(QString parent, QString name);
     QCoro::Task<std::optional<qint64>> ccCreateSession(QString path,

@@ -140,6 +140,60 @@ private slots:
         QCOMPARE(echo.requests.last().value("op").toString(), "readclaudemd");
     }
 
+    void viewerReads_data() {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<QString>("err");
+        QTest::addColumn<bool>("truncated");
+        QTest::addColumn<QString>("error"); // empty: none
+        QTest::newRow("exactly the cap") << fileViewerCap << "" << false << "";
+        QTest::newRow("over the cap") << fileViewerCap + 1 << "" << true << "";
+        QTest::newRow("binary") << 10ll << "binary" << false << "binary";
+    }
+
+    void viewerReads() {
+        QFETCH(qint64, size);
+        QFETCH(QString, err);
+        QFETCH(bool, truncated);
+        QFETCH(QString, error);
+        HostEcho echo;
+        const qint64 piece = 131072;
+        echo.host = [=](const QJsonObject& r) -> std::optional<QJsonObject> {
+            if (!err.isEmpty()) return QJsonObject{{"err", err}};
+            const qint64 offset = r.value("offset").toInteger();
+            const qint64 next = std::min(size, offset + piece);
+            return QJsonObject{{"text", QString(next - offset, 'x')},
+                               {"next", next},
+                               {"eof", next == size},
+                               {"size", size}};
+        };
+        auto store = storeOn(echo);
+        const CCFileView view = QCoro::waitFor(store->ccReadFileForViewer("/a", fileViewerCap));
+        QCOMPARE(view.truncated, truncated);
+        QCOMPARE(view.error.value_or(""), error);
+        if (error.isEmpty()) QCOMPARE(view.text.size(), std::min(size, fileViewerCap));
+    }
+
+    void envFileNames_data() {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("name"); // empty: refused
+        QTest::newRow("plain") << ".env"
+                               << ".env";
+        QTest::newRow("trimmed") << " \t.env.local "
+                                 << ".env.local";
+        QTest::newRow("prefix test only") << ".environment"
+                                          << ".environment";
+        QTest::newRow("no folders") << ".env/x"
+                                    << "";
+        QTest::newRow("wrong start") << "env"
+                                     << "";
+    }
+
+    void envFileNames() {
+        QFETCH(QString, typed);
+        QFETCH(QString, name);
+        QCOMPARE(validEnvFileName(typed).value_or(""), name);
+    }
+
     void sizes_data() {
         QTest::addColumn<qint64>("bytes");
         QTest::addColumn<QString>("text");
