@@ -32,7 +32,8 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
             co_return;
         }
         if (!self) co_return;
-        for (const Message& m : std::as_const(page)) captureCCMarkers(m);
+        for (const Message& m : std::as_const(page))
+            captureCCMarkers(m);
         QList<Message>& local = messages[chatId];
         if (local.isEmpty()) {
             local = page;
@@ -153,7 +154,8 @@ QCoro::Task<> Store::prefetchHistories() {
             continue;
         }
         if (!self) co_return;
-        for (const Message& m : std::as_const(page)) captureCCMarkers(m);
+        for (const Message& m : std::as_const(page))
+            captureCCMarkers(m);
         if (messages.contains(chatId)) continue; // an openChat won the race
         messages.insert(chatId, page);
         hasMore[chatId] = page.size() >= pageSize;

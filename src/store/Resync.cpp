@@ -91,7 +91,8 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
             auto call = primary->messages(*selected, std::nullopt, pageSize);
             const QList<Message> page = co_await call;
             if (!self) co_return;
-            for (const Message& m : page) captureCCMarkers(m);
+            for (const Message& m : page)
+                captureCCMarkers(m);
             QList<Message>& local = messages[*selected];
             if (local.isEmpty()) {
                 local = page;

@@ -507,8 +507,7 @@ signals:
     // a banner when the app is active and the conversation is not selected,
     // nothing for the selected one, a system notification with the identifier
     // "deploy-<chatId>-<msgId>" when the app is in the background.
-    void deployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title,
-                     QString body);
+    void deployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title, QString body);
 
 private:
     void init();

@@ -24,7 +24,8 @@ void readReply(const QJsonObject& reply) {
     check(!listing.path.isEmpty() || reply.value(QLatin1String("path")).isString());
     if (const auto dir = dirListingFromReply(reply, QStringLiteral("/"))) {
         check(!dir->blocked || dir->entries.isEmpty());
-        for (const CCEntry& e : dir->entries) check(e.path.endsWith(e.name));
+        for (const CCEntry& e : dir->entries)
+            check(e.path.endsWith(e.name));
     }
     const CCFileChunk chunk = fileChunkFromReply(reply);
     check(!chunk.err || !chunk.err->isEmpty());
@@ -33,7 +34,8 @@ void readReply(const QJsonObject& reply) {
 void checkChunks(const QString& text) {
     const QStringList pieces = Store::chunkUTF8(text, 7);
     check(pieces.join(QString()) == text);
-    for (const QString& piece : pieces) check(!piece.isEmpty());
+    for (const QString& piece : pieces)
+        check(!piece.isEmpty());
     const QList<CCWriteStep> plan = ccWritePlan(text, 7);
     check(!plan.isEmpty() && !plan.first().append);
 }
