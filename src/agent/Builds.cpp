@@ -149,16 +149,86 @@ void Store::startBuildPolling() {
 
 // MARK: Deploys
 
-std::optional<CCDeployRecord> Store::latestDeploy(qint64 chatId) const {
-    std::optional<CCDeployRecord> found;
-    const QList<Message> local = messages.value(chatId);
-    for (auto m = local.crbegin(); m != local.crend(); ++m) {
-        if (m->isCCControl()) continue;
-        if (auto target = m->deployTarget()) {
-            found = CCDeployRecord{m->id, *target};
+// The last deploy announcement of a loaded history, in array order. Every
+// message event asks for it, so it is kept and moved along with the changes
+// the timeline reports instead of searching the whole history each time.
+struct Store::DeployScan {
+    const Message* data = nullptr;
+    qsizetype size = 0;
+    qsizetype index = -1;
+    std::optional<CCDeployRecord> record;
+};
+
+namespace {
+std::optional<CCDeployRecord> deployIn(const Message& m) {
+    if (m.isCCControl()) return std::nullopt;
+    const auto target = m.deployTarget();
+    if (!target) return std::nullopt;
+    return CCDeployRecord{m.id, *target};
+}
+} // namespace
+
+std::optional<CCDeployRecord> Store::lastDeployIn(qint64 chatId) const {
+    const auto list = messages.constFind(chatId);
+    if (list == messages.constEnd()) return std::nullopt;
+    std::shared_ptr<DeployScan>& slot = m_deployScans[chatId];
+    // A history written without a timeline signal is searched again.
+    if (slot && slot->data == list->constData() && slot->size == list->size()) return slot->record;
+    slot = std::make_shared<DeployScan>();
+    slot->data = list->constData();
+    slot->size = list->size();
+    for (qsizetype i = list->size() - 1; i >= 0; --i) {
+        if (auto record = deployIn(list->at(i))) {
+            slot->index = i;
+            slot->record = record;
             break;
         }
     }
+    return slot->record;
+}
+
+void Store::followTimelineForDeploys(qint64 chatId, TimelineChange change) {
+    const auto found = m_deployScans.find(chatId);
+    if (found == m_deployScans.end() || !*found) return;
+    DeployScan& scan = **found;
+    const auto list = messages.constFind(chatId);
+    const qsizetype first = change.index;
+    const qsizetype end = qsizetype(change.index) + change.count;
+    const auto drop = [&] { m_deployScans.erase(found); };
+    if (list == messages.constEnd() || change.kind == TimelineChange::reset || first < 0)
+        return drop();
+    const auto takeNewer = [&](qsizetype from, qsizetype to) {
+        for (qsizetype i = to - 1; i >= from && i > scan.index; --i) {
+            if (auto record = deployIn(list->at(i))) {
+                scan.index = i;
+                scan.record = record;
+                return;
+            }
+        }
+    };
+    switch (change.kind) {
+    case TimelineChange::inserted:
+        if (end > list->size()) return drop();
+        if (scan.index >= first) scan.index += change.count;
+        takeNewer(first, end);
+        break;
+    case TimelineChange::replaced:
+        if (end > list->size() || (scan.index >= first && scan.index < end)) return drop();
+        takeNewer(first, end);
+        break;
+    case TimelineChange::removed:
+        if (scan.index >= first && scan.index < end) return drop();
+        if (scan.index >= end) scan.index -= change.count;
+        break;
+    case TimelineChange::reset:
+        break;
+    }
+    scan.data = list->constData();
+    scan.size = list->size();
+}
+
+std::optional<CCDeployRecord> Store::latestDeploy(qint64 chatId) const {
+    std::optional<CCDeployRecord> found = lastDeployIn(chatId);
     if (const ChatSummary* c = chat(chatId); c && c->lastMessage && !c->lastMessage->isCCControl())
         if (auto target = c->lastMessage->deployTarget();
             target && (!found || c->lastMessage->id >= found->msgId))
@@ -201,15 +271,9 @@ void Store::refreshGlobalDeploy() {
             globalChanged = true;
         }
     };
-    for (auto it = messages.constBegin(); it != messages.constEnd(); ++it) {
-        for (auto m = it->crbegin(); m != it->crend(); ++m) {
-            if (m->isCCControl()) continue;
-            if (auto target = m->deployTarget()) {
-                note(it.key(), m->id, *target);
-                break;
-            }
-        }
-    }
+    for (auto it = messages.constBegin(); it != messages.constEnd(); ++it)
+        if (const auto record = lastDeployIn(it.key()))
+            note(it.key(), record->msgId, record->target);
     for (const ChatSummary& c : std::as_const(chats))
         if (c.lastMessage && !c.lastMessage->isCCControl())
             if (auto target = c.lastMessage->deployTarget()) note(c.id, c.lastMessage->id, *target);
@@ -230,20 +294,17 @@ bool Store::deploysSilenced() const {
 
 void Store::notifyDeployReadyIfNeeded(qint64 chatId) {
     if (deploysSilenced()) return;
-    const QList<Message> local = messages.value(chatId);
-    const auto last = std::find_if(local.crbegin(), local.crend(), [](const Message& m) {
-        return !m.isCCControl() && m.deployTarget().has_value();
-    });
-    if (last == local.crend() || notifiedDeploy.value(chatId, 0) >= last->id) return;
+    const std::optional<CCDeployRecord> last = lastDeployIn(chatId);
+    if (!last || notifiedDeploy.value(chatId, 0) >= last->msgId) return;
     // A deploy in the middle of a run is not "done".
     if (ccWorking(chatId) || !backloggedMessages(chatId).isEmpty()) return;
-    notifiedDeploy.insert(chatId, last->id);
+    notifiedDeploy.insert(chatId, last->msgId);
     saveNotifiedDeploy();
-    const DeployTarget target = *last->deployTarget();
+    const DeployTarget target = last->target;
     const ChatSummary* c = chat(chatId);
     const QString title = c ? c->displayTitle(me ? std::optional<qint64>(me->id) : std::nullopt)
                             : QStringLiteral("Velmarin");
-    emit deployReady(chatId, last->id, target, title, deployReadyBody(target));
+    emit deployReady(chatId, last->msgId, target, title, deployReadyBody(target));
 }
 
 // MARK: Persistence

@@ -86,6 +86,7 @@ struct Store::SessionScan {
 void Store::wireAgentCaches() {
     const auto invalidate = [this] { ++m_scanEpoch; };
     connect(this, &Store::timelineChanged, this, invalidate);
+    connect(this, &Store::timelineChanged, this, &Store::followTimelineForDeploys);
     connect(this, &Store::chatChanged, this, invalidate);
     connect(this, &Store::chatRemoved, this, invalidate);
     connect(this, &Store::chatsReset, this, invalidate);

@@ -550,6 +550,9 @@ private:
     void applyHostRecord(const ClaudeHost& host);
     void applyExtraHostRecord(int server, const ClaudeHost& host);
     void applySyncedPrefs(qint64 chatId, const QJsonObject& reply);
+    struct DeployScan;
+    std::optional<CCDeployRecord> lastDeployIn(qint64 chatId) const;
+    void followTimelineForDeploys(qint64 chatId, TimelineChange change);
     bool deploysSilenced() const;
 
     Options m_options;
@@ -575,5 +578,6 @@ private:
     mutable QHash<qint64, std::shared_ptr<SessionScan>> m_sessionScans;
     mutable std::shared_ptr<SessionScan> m_lastScan;
     mutable qint64 m_lastScanChat = 0;
+    mutable QHash<qint64, std::shared_ptr<DeployScan>> m_deployScans;
     bool m_hostPollStarted = false;
 };

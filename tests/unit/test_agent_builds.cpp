@@ -7,6 +7,7 @@
 
 #include <QJsonDocument>
 #include <QTest>
+#include <random>
 
 using namespace fixtures;
 
@@ -175,6 +176,30 @@ private slots:
         QCOMPARE(reloaded.deployByChat.value(sessionId).msgId, 60);
         QCOMPARE(reloaded.lastGlobalDeploy->label, "B");
         QCOMPARE(reloaded.lastGlobalDeployId, 60);
+    }
+
+    void deployTrackingFollowsEveryTimelineChange() {
+        auto store = offlineStore();
+        store->messages[sessionId] = {};
+        QVERIFY(!store->latestDeploy(sessionId)); // from here on the answer is kept and moved
+        std::mt19937 random(7);
+        for (int step = 0; step < 600; ++step) {
+            const qint64 id = 1 + qint64(random() % 40);
+            const quint32 roll = random() % 6;
+            if (roll < 2)
+                store->removeMessage(sessionId, id);
+            else
+                store->upsertMessage(
+                    message(id, agentMember,
+                            roll == 2 ? deployLine(QString("https://d%1.example").arg(id))
+                                      : QString("plain %1").arg(step)));
+            std::optional<qint64> expected;
+            const QList<Message>& list = store->messages[sessionId];
+            for (auto m = list.crbegin(); m != list.crend() && !expected; ++m)
+                if (m->deployTarget()) expected = m->id;
+            const auto latest = store->latestDeploy(sessionId);
+            QCOMPARE(latest ? std::optional(latest->msgId) : std::nullopt, expected);
+        }
     }
 
     void seenDeployIsNoLongerActive() {
