@@ -122,10 +122,11 @@ void Store::startBuildPolling() {
     buildPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
+            const std::optional<QString> startToken = self->token;
             co_await self->sleep(buildPollInterval);
             if (!self) co_return;
-            if (!self->appActive() || !self->token) continue;
-            const std::optional<QString> startToken = self->token;
+            // A sign-in that changed during the wait starts afresh next round.
+            if (!self->appActive() || !self->token || self->token != startToken) continue;
             QList<int> servers{0};
             for (const ServerProfile& p : self->extraServers())
                 servers.push_back(p.serverId);

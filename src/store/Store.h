@@ -306,13 +306,15 @@ public:
     bool ccScreenshotActive(qint64 chatId) const;
     std::optional<qint64> ccSeenMsgId(qint64 chatId) const;
     // Linear over a conversation when asked for every bubble: what the rules
-    // need from the history is computed once per timeline revision.
+    // need from the history is computed once per state (see statusEpoch).
     std::optional<CCMessageStatus> ccStatus(const Message& message) const;
     QList<Message> backloggedMessages(qint64 chatId) const;
     std::optional<QString> ccStatusText(qint64 chatId) const;
     std::optional<QString> ccStatusLine(qint64 chatId) const;
     qint64 lastRealMsgId(qint64 chatId) const;
-    // The client's own guess after a send: working for 12 s unless the host speaks.
+    // The client's own guess after a send: working for 12 s unless the host
+    // speaks. The sender calls it for a session conversation (isClaudeSessionChat)
+    // right after appending the pending copy, with that copy's createdAt.
     void ccStartOptimisticWorking(qint64 chatId, qint64 sentAtMs);
     QCoro::Task<> ccSendNow(qint64 chatId, qint64 msgId);
     QCoro::Task<> ccStopSession(qint64 chatId);
