@@ -34,6 +34,8 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
             co_return;
         }
         if (!self) co_return;
+        for (const Message& m : std::as_const(page))
+            captureCCMarkers(m);
         QList<Message>& local = messages[chatId];
         if (local.isEmpty()) {
             local = page;
@@ -58,6 +60,7 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
         hasMore[chatId] = page.size() >= pageSize;
     }
     bumpUserActivity(chatId, std::nullopt);
+    refreshGlobalDeploy();
     co_await ensureVisibleLoaded(chatId);
 }
 
@@ -74,7 +77,10 @@ QCoro::Task<> Store::ensureVisibleLoaded(qint64 chatId) {
 int Store::visibleMessageCount(qint64 chatId) const {
     const auto it = messages.constFind(chatId);
     if (it == messages.constEnd()) return 0;
-    return int(std::count_if(it->begin(), it->end(), isVisible));
+    // A queued message does not count as conversation yet.
+    return int(std::count_if(it->begin(), it->end(), [this](const Message& m) {
+        return isVisible(m) && ccStatus(m) != CCMessageStatus::pending;
+    }));
 }
 
 QCoro::Task<> Store::loadOlder(qint64 chatId) {
@@ -153,12 +159,15 @@ QCoro::Task<> Store::prefetchHistories() {
             continue;
         }
         if (!self) co_return;
+        for (const Message& m : std::as_const(page))
+            captureCCMarkers(m);
         if (messages.contains(chatId)) continue; // an openChat won the race
         messages.insert(chatId, page);
         hasMore[chatId] = page.size() >= pageSize;
         emit timelineChanged(chatId, {TimelineChange::reset, 0, int(page.size())});
         bumpUserActivity(chatId, std::nullopt);
     }
+    refreshGlobalDeploy();
 }
 
 // MARK: Single messages
@@ -186,6 +195,7 @@ static int orderedPlace(const QList<Message>& list, qint64 id) {
 }
 
 void Store::upsertMessage(const Message& message) {
+    captureCCMarkers(message);
     auto it = messages.find(message.chatId);
     // A live message never creates a history: an unloaded one stays unloaded.
     if (it == messages.end()) return;

@@ -82,6 +82,8 @@ void Store::handleNewMessage(const Message& message, int server) {
         }
         return;
     }
+    const bool seen = captureCCSeen(message);
+    if (captureCCProcessed(message) || seen) emit ccStateChanged(chatId);
     if (messages.contains(chatId)) {
         upsertMessage(message);
     } else if (selectedChatId() == chatId) {
@@ -104,6 +106,8 @@ void Store::handleNewMessage(const Message& message, int server) {
         }
     }
     refreshBadge();
+    notifyDeployReadyIfNeeded(chatId);
+    refreshGlobalDeploy();
 }
 
 void Store::handleTyping(const WsEvent& event) {
@@ -136,6 +140,9 @@ void Store::handleBuildStatus(const WsEvent& event) {
     if (*event.state == QLatin1String("done") || *event.state == QLatin1String("idle")) {
         builds.remove(chatId);
         emit buildsChanged(chatId);
+        // A finished build is often the end of a deploy.
+        refreshGlobalDeploy();
+        notifyDeployReadyIfNeeded(chatId);
         return;
     }
     builds[chatId] = BuildStatus{*event.state, event.percent, event.label};

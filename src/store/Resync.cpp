@@ -44,6 +44,9 @@ void Store::mergeBootstrap(const BootstrapResponse& reply) {
         platforms.insert(0, *host->platform);
         setServerPlatform(platforms);
     }
+    [](QPointer<Store> self) -> QCoro::Task<> {
+        if (self) co_await self->captureServerOS();
+    }(QPointer<Store>(this));
     claudeRescueOnline = host && host->rescueOnline.value_or(false);
     claudeInputHelperOnline = host && host->inputHelperOnline.value_or(false);
     if (host && host->usage) setClaudeUsage(host->usage);
@@ -55,10 +58,12 @@ void Store::mergeBootstrap(const BootstrapResponse& reply) {
         if (IDCodec::serverId(c.id) != 0) next.push_back(c);
     chats = std::move(next);
     sortChats();
+    syncBuilds(reply.builds, 0);
 
     for (const ChatSummary& c : std::as_const(chats)) seedReads(c);
     for (const ChatSummary& c : std::as_const(chats)) {
         cacheVisiblePreview(c.lastMessage);
+        if (c.lastMessage) captureCCMarkers(*c.lastMessage);
         if (c.lastMessage && !isBotUser(c.lastMessage->senderId) && !c.lastMessage->isCCControl())
             bumpUserActivity(c.id, c.lastMessage->createdAt);
         resolveBuriedUserActivity(c);
@@ -86,6 +91,8 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
             auto call = primary->messages(*selected, std::nullopt, pageSize);
             const QList<Message> page = co_await call;
             if (!self) co_return;
+            for (const Message& m : page)
+                captureCCMarkers(m);
             QList<Message>& local = messages[*selected];
             if (local.isEmpty()) {
                 local = page;
@@ -172,6 +179,10 @@ void Store::startHostStatusPolling() {
     m_hostPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
+            if (self->token) {
+                co_await self->refreshClaudeUsage();
+                if (!self) co_return;
+            }
             co_await self->sleep(hostPollInterval);
         }
     }(QPointer<Store>(this));

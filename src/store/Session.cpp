@@ -230,6 +230,9 @@ void Store::logout() {
     m_extraServers.clear();
     m_serverTokens.clear();
     serverMeId.clear();
+    serverAnswering.clear();
+    serverNamedAccounts.clear();
+    serverChatAccounts.clear();
     pushToken.reset();
     token.reset();
     me.reset();
@@ -247,11 +250,17 @@ void Store::logout() {
     claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
     m_claudeHostName.reset();
     m_claudeUsage.reset();
+    m_serverClaudeEmail.clear();
+    m_serverClaudeUsage.clear();
+    macNamedAccounts.clear();
+    macChatAccounts.clear();
+    claudeControlChatId.reset();
     Prefs& prefs = Prefs::shared();
     for (const char* key : {"token", "me", "guestServerURL", "claudeUsageCache", "serverClaudeEmail",
                             "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs",
                             "primaryBaseURL"})
         prefs.remove(QString::fromLatin1(key));
+    ccWorkdirs.clear();
     serverURLString.clear();
     emit sessionChanged();
     emit chatsReset();
@@ -259,4 +268,5 @@ void Store::logout() {
     emit selectionChanged();
     emit hostChanged();
     emit extraServersChanged();
+    emit accountsChanged();
 }

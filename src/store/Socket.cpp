@@ -58,6 +58,8 @@ QCoro::Task<> Store::onFirstPong(QPointer<QWebSocket> socket) {
     sendActive(appActive());
     co_await resync();
     if (!self) co_return;
+    co_await flushPendingPrefs();
+    if (!self) co_return;
     // The resync may outlast this socket; the loop ends by itself for a replaced one.
     if (socket) pingLoop(socket);
     startHostStatusPolling();
@@ -134,5 +136,6 @@ void Store::sendActive(bool active) {
 }
 
 void Store::ensureConnected() {
+    startBuildPolling();
     if (token && !wsConnected) connectWS();
 }

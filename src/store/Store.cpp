@@ -17,7 +17,10 @@ const QString kPrimaryBaseURL = QStringLiteral("primaryBaseURL");
 const QString kGuestServerURL = QStringLiteral("guestServerURL");
 } // namespace
 
-Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) { init(); }
+Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) {
+    wireAgentCaches();
+    init();
+}
 
 Store::~Store() {
     flushUserActivity();
@@ -104,10 +107,31 @@ void Store::decidePrimaryAddress() {
 }
 
 void Store::runLoadHelpers() {
-    loadUserActivity();
     notifPrefs = Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
-    m_serverPlatform = prefsmaps::readIntMap<QString>(QStringLiteral("serverPlatform"));
-    m_serverOS = prefsmaps::readIntMap<QString>(QStringLiteral("serverOSByServer"));
+    loadCCPermissions();
+    loadCCEfforts();
+    loadCCModelChoice();
+    loadCCModels();
+    loadServerClaudeEmail();
+    loadServerClaudeUsage();
+    loadServerPlatform();
+    loadServerOS();
+    loadCCReportedEfforts();
+    loadCCWorkdirs();
+    loadCCChromeUsed();
+    loadCCScreenshotUsed();
+    loadCCSeenHighWater();
+    loadCCProcessedIds();
+    loadCCChrome();
+    loadPendingPrefSync();
+    loadSeenDeploy();
+    loadNotifiedDeploy();
+    loadGlobalDeploy();
+    loadDeployByChat();
+    loadCCContext();
+    loadCCContextFloor();
+    loadUserActivity();
+    loadCachedUsage();
     const auto muted = Prefs::shared().readJson<QList<qint64>>(QStringLiteral("mutedChats"));
     m_mutedChats = muted ? QSet<qint64>(muted->begin(), muted->end()) : QSet<qint64>{};
 }
@@ -124,6 +148,8 @@ void Store::startLoggedInTasks() {
         co_await s->selectPrimaryBase();
         if (!s) co_return;
         co_await s->upgradeKeyAuth();
+        if (!s) co_return;
+        co_await s->realignTailnetAccount();
     }(self);
     startHostStatusPolling();
 }

@@ -5,6 +5,7 @@
 // need no locks, only a re-check after each suspension point. Operations are
 // defined in the folder of the subsystem that owns them.
 
+#include "agent/AgentTypes.h"
 #include "model/Config.h"
 #include "model/Models.h"
 #include "net/Api.h"
@@ -261,6 +262,234 @@ public:
     QCoro::Task<> setNotifPrefs(NotifPrefs prefs);
     // The login screen's invite way in, before any session exists.
     QCoro::Task<> loginWithInvite(QString name, QString code);
+    // MARK: Agent markers
+    // Per-conversation memory of what the host's markers said; survives
+    // restarts and outlives the loaded history.
+    QHash<qint64, qint64> ccOptimisticWorking; // deadline in ms since 1970
+    QHash<qint64, qint64> ccSeenHighWater;
+    QHash<qint64, QSet<qint64>> ccProcessedIds;
+    QHash<qint64, bool> ccChromeUsedChats;
+    QHash<qint64, bool> ccScreenshotUsedChats;
+    // Every message that reaches the store by any road passes here.
+    void captureCCMarkers(const Message& message);
+    bool captureCCContext(const Message& message);
+    bool captureCCModel(const Message& message);
+    bool captureCCEffort(const Message& message);
+    bool captureCCChrome(const Message& message);
+    bool captureCCScreenshot(const Message& message);
+    bool captureCCSeen(const Message& message);
+    bool captureCCProcessed(const Message& message);
+    bool captureCCAccount(const Message& message);
+    QCoro::Task<> captureServerOS();
+    void loadCCSeenHighWater();
+    void saveCCSeenHighWater() const;
+    void loadCCProcessedIds();
+    void saveCCProcessedIds() const;
+    void loadCCChromeUsed();
+    void saveCCChromeUsed() const;
+    void loadCCScreenshotUsed();
+    void saveCCScreenshotUsed() const;
+    void loadServerPlatform();
+    void loadServerOS();
+
+    // MARK: Agent control channel
+    // The self-conversation of the primary server that carries control traffic.
+    std::optional<qint64> claudeControlChatId;
+    QCoro::Task<std::optional<qint64>> ensureClaudeControlChat();
+    std::optional<QString> hostPlatform(int server) const;
+    bool hostIsMac(int server) const;
+    bool chatHasMacTools(qint64 chatId) const;
+    // The text of a request: the control prefix and the JSON object of `extra`
+    // with the fixed fields, which win over `extra`.
+    static QString ccRequestText(const QString& requestId, const QString& op, const QString& path,
+                                 const QJsonObject& extra);
+    // The conversation a request names: an integer or any JSON number.
+    static std::optional<qint64> ccRequestChatId(const QJsonObject& extra);
+    // The reply to `requestId` among fetched messages, if one is there.
+    static std::optional<QJsonObject> ccFindReply(const QList<Message>& page,
+                                                  const QString& requestId);
+
+    // MARK: Agent session status
+    static QString claudeCodeUsername() { return QStringLiteral("Claude Code"); }
+    std::optional<qint64> claudeCodeUserId() const;
+    bool isClaudeCodeChat(const ChatSummary& chat) const;
+    bool isClaudeSessionChat(const ChatSummary& chat) const;
+    bool ccWorking(qint64 chatId) const;
+    std::optional<qint64> ccProcessingMsgId(qint64 chatId) const;
+    bool ccChromeActive(qint64 chatId) const;
+    bool ccScreenshotActive(qint64 chatId) const;
+    std::optional<qint64> ccSeenMsgId(qint64 chatId) const;
+    // Linear over a conversation when asked for every bubble: what the rules
+    // need from the history is computed once per state (see statusEpoch).
+    std::optional<CCMessageStatus> ccStatus(const Message& message) const;
+    QList<Message> backloggedMessages(qint64 chatId) const;
+    std::optional<QString> ccStatusText(qint64 chatId) const;
+    std::optional<QString> ccStatusLine(qint64 chatId) const;
+    qint64 lastRealMsgId(qint64 chatId) const;
+    // The client's own guess after a send: working for 12 s unless the host
+    // speaks. The sender calls it for a session conversation (isClaudeSessionChat)
+    // right after appending the pending copy, with that copy's createdAt.
+    void ccStartOptimisticWorking(qint64 chatId, qint64 sentAtMs);
+    QCoro::Task<> ccSendNow(qint64 chatId, qint64 msgId);
+    QCoro::Task<> ccStopSession(qint64 chatId);
+    // The readings above are computed once per state and kept: code that
+    // writes what they read (`messages`, `chats`, `me`, the markers' memory)
+    // emits the matching signal (timelineChanged, chatChanged, chatsReset,
+    // sessionChanged, ccStateChanged), as views need anyway.
+    quint64 statusEpoch() const { return m_scanEpoch; }
+
+    // MARK: Agent preferences
+    // Chosen values (the model choice map is keyed "ccModelChoice" on disk).
+    QHash<qint64, Config::CCPermission> ccPermissions;
+    QHash<qint64, Config::CCEffort> ccEfforts;
+    QHash<qint64, QString> ccModelChoices;
+    QHash<qint64, bool> ccChrome;
+    // Chosen but not yet confirmed by a report.
+    QHash<qint64, CCOptimisticModel> ccOptimisticModel;
+    QHash<qint64, CCOptimisticEffort> ccOptimisticEffort;
+    // Reported by the host.
+    QHash<qint64, QString> ccModels;
+    QHash<qint64, Config::CCEffort> ccReportedEfforts;
+    QHash<qint64, QString> ccWorkdirs;
+    QList<Config::CCModelInfo> availableModels = Config::fallbackModels();
+    QSet<qint64> pendingPrefSync;
+    QSet<qint64> ccPrefsUnsupported;
+    Config::CCPermission ccPermission(qint64 chatId) const;
+    Config::CCEffort ccEffort(qint64 chatId) const;
+    QString ccModelChoice(qint64 chatId) const;
+    bool ccChromeEnabled(qint64 chatId) const;
+    std::optional<QString> ccModel(qint64 chatId) const;
+    Config::CCEffort ccBadgeEffort(qint64 chatId) const;
+    QString ccBadgeModelId(qint64 chatId) const;
+    QString defaultModelId() const;
+    QString defaultModelName() const;
+    QList<Config::CCModelInfo> modelPickerOptions(const QString& selected) const;
+    QCoro::Task<bool> updateCCPermission(qint64 chatId, Config::CCPermission permission);
+    QCoro::Task<bool> updateCCEffort(qint64 chatId, Config::CCEffort effort);
+    QCoro::Task<bool> updateCCModel(qint64 chatId, QString model);
+    QCoro::Task<bool> updateCCChrome(qint64 chatId, bool enabled);
+    QCoro::Task<PrefPushResult> ccSetPermission(qint64 chatId, Config::CCPermission permission);
+    QCoro::Task<PrefPushResult> ccSetEffort(qint64 chatId, Config::CCEffort effort);
+    QCoro::Task<PrefPushResult> ccSetModel(qint64 chatId, QString model);
+    QCoro::Task<PrefPushResult> ccSetChrome(qint64 chatId, bool enabled);
+    QCoro::Task<> ccSyncPrefs(qint64 chatId);
+    QCoro::Task<> flushPendingPrefs();
+    QCoro::Task<> loadAvailableModels(qint64 chatId);
+    void markPrefSync(qint64 chatId, bool synced);
+    void loadCCPermissions();
+    void saveCCPermissions() const;
+    void loadCCEfforts();
+    void saveCCEfforts() const;
+    void loadCCModelChoice();
+    void saveCCModelChoice() const;
+    void loadCCModels();
+    void saveCCModels() const;
+    void loadCCChrome();
+    void saveCCChrome() const;
+    void loadPendingPrefSync();
+    void savePendingPrefSync() const;
+    void loadCCReportedEfforts();
+    void saveCCReportedEfforts() const;
+    void loadCCWorkdirs();
+    void saveCCWorkdirs() const;
+
+    // MARK: Remote files
+    QCoro::Task<std::optional<CCListing>> ccListDirs(QString path);
+    QCoro::Task<std::optional<CCDirListing>> ccListDir(qint64 chatId, QString path);
+    QCoro::Task<> ccOpenPrivacySettings();
+    QCoro::Task<std::optional<CCFileChunk>> ccReadFileChunk(QString path, qint64 offset);
+    // The viewer's read: chunk after chunk up to `cap` bytes.
+    QCoro::Task<CCFileView> ccReadFileForViewer(QString path, qint64 cap);
+    QCoro::Task<std::optional<QUrl>> ccDownloadFile(qint64 chatId, QString path, QString name);
+    QCoro::Task<std::optional<QString>> ccCreateFolder(QString parent, QString name);
+    QCoro::Task<std::optional<qint64>> ccCreateSession(QString path,
+                                                       Config::CCPermission permission);
+    QCoro::Task<std::optional<QString>> ccReadClaudeMd(qint64 chatId);
+    QCoro::Task<bool> ccWriteClaudeMd(qint64 chatId, QString content);
+    QCoro::Task<std::optional<QStringList>> ccListEnvFiles(qint64 chatId);
+    QCoro::Task<std::optional<QString>> ccReadEnvFile(qint64 chatId, QString name);
+    QCoro::Task<bool> ccWriteEnvFile(qint64 chatId, QString name, QString content);
+    static QStringList chunkUTF8(const QString& text, int maxBytes);
+    std::optional<QString> ccWorkdir(qint64 chatId) const;
+
+    // MARK: Claude accounts
+    const QHash<int, QString>& serverClaudeEmail() const { return m_serverClaudeEmail; }
+    void setServerClaudeEmail(const QHash<int, QString>& emails);
+    const QHash<int, ClaudeUsage>& serverClaudeUsage() const { return m_serverClaudeUsage; }
+    void setServerClaudeUsage(const QHash<int, ClaudeUsage>& usage);
+    QHash<int, bool> serverAnswering;
+    QList<ClaudeNamedAccount> macNamedAccounts;
+    QHash<int, QList<ClaudeNamedAccount>> serverNamedAccounts;
+    QHash<qint64, QString> macChatAccounts;
+    QHash<int, QHash<qint64, QString>> serverChatAccounts;
+    void loadServerClaudeEmail();
+    void loadServerClaudeUsage();
+    QCoro::Task<std::optional<CCAuthStatus>> ccAuthStatus(qint64 chatId);
+    QCoro::Task<bool> ccAuthLogout(qint64 chatId);
+    QCoro::Task<std::optional<CCLoginStart>> ccAuthLoginStart(qint64 chatId);
+    QCoro::Task<CCLoginResult> ccAuthLoginSubmit(QString loginId, QString code, qint64 chatId);
+    QCoro::Task<QList<CCAccountListEntry>> ccAccountList();
+    QCoro::Task<std::optional<CCLoginStart>> ccAccountLoginStart();
+    QCoro::Task<CCLoginResult> ccAccountLoginSubmit(QString loginId, QString code);
+    // Nil on success, otherwise the failure text.
+    QCoro::Task<std::optional<QString>> ccSetAccount(qint64 chatId, QString email);
+    QCoro::Task<std::optional<QString>> ccAccountExport(QString email,
+                                                        std::optional<qint64> viaChatId);
+    QCoro::Task<std::optional<QString>> switchChatAccount(qint64 chatId,
+                                                          std::optional<QString> toEmail);
+    QCoro::Task<> realignTailnetAccount();
+    QList<ClaudeClient> claudeClients() const;
+    QList<ClaudeAccount> claudeAccounts() const;
+    QString primaryClientSubtitle() const;
+    bool hasMacRunner() const;
+    QList<ChatSummary> chatsOnServers(const QSet<int>& servers) const;
+    QList<ChatSummary> allSessionChats() const;
+    QList<ChatSummary> chatsOnAccount(const QString& email) const;
+    QStringList knownAccountEmails() const;
+    bool chatClientAnswering(qint64 chatId) const;
+    std::optional<QString> chatAccountEmail(qint64 chatId) const;
+
+    // MARK: Context economy
+    QHash<qint64, CCContextStat> ccContextStats;
+    QHash<qint64, qint64> ccContextFloor;
+    std::optional<CCContextStat> ccContext(qint64 chatId) const;
+    QCoro::Task<> ccClearContext(qint64 chatId, std::optional<QString> seed);
+    // The idle advice: a context to reset and an hour without the person.
+    bool showIdleReset(qint64 chatId, bool dismissed) const;
+    // A seed for a reset: the last visible messages of the conversation.
+    QString recentDigest(qint64 chatId, int limit = 50) const;
+    void loadCCContext();
+    void saveCCContext() const;
+    void loadCCContextFloor();
+    void saveCCContextFloor() const;
+
+    // MARK: Builds and deploys
+    QHash<qint64, CCDeployRecord> deployByChat;
+    QHash<qint64, qint64> seenDeploy;
+    QHash<qint64, qint64> notifiedDeploy;
+    std::optional<DeployTarget> lastGlobalDeploy;
+    qint64 lastGlobalDeployId = 0;
+    void syncBuilds(const std::optional<QMap<QString, BuildStatus>>& map, int server = 0);
+    void startBuildPolling();
+    std::optional<CCDeployRecord> latestDeploy(qint64 chatId) const;
+    std::optional<DeployTarget> activeDeploy(qint64 chatId) const;
+    void markDeploySeen(qint64 chatId);
+    void refreshGlobalDeploy();
+    // Announces a finished deploy once the session is idle and its queue
+    // empty, through the deployReady signal.
+    void notifyDeployReadyIfNeeded(qint64 chatId);
+    void loadSeenDeploy();
+    void saveSeenDeploy() const;
+    void loadNotifiedDeploy();
+    void saveNotifiedDeploy() const;
+    void loadGlobalDeploy();
+    void saveGlobalDeploy() const;
+    void loadDeployByChat();
+    void saveDeployByChat() const;
+
+    // MARK: Usage meters
+    QCoro::Task<> refreshClaudeUsage();
+    void loadCachedUsage();
 
     // MARK: Device key
     QCoro::Task<> upgradeKeyAuth();
@@ -288,6 +517,16 @@ signals:
     void navigationChanged();
     void profileUserChanged();
     void toastChanged();
+    // A conversation's agent state: markers, status, preferences, context.
+    void ccStateChanged(qint64 chatId);
+    void ccModelsChanged();
+    void accountsChanged();
+    void deploysChanged(qint64 chatId);
+    // A deploy is done and the session idle. The notifications side shows it:
+    // a banner when the app is active and the conversation is not selected,
+    // nothing for the selected one, a system notification with the identifier
+    // "deploy-<chatId>-<msgId>" when the app is in the background.
+    void deployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title, QString body);
 
 private:
     void init();
@@ -313,6 +552,29 @@ private:
     void decidePrimaryAddress();
     void startLoggedInTasks();
     void runLoadHelpers();
+    // Agent internals.
+    struct SessionScan;
+    const SessionScan& sessionScan(qint64 chatId) const;
+    const SessionScan& findSessionScan(qint64 chatId) const;
+    std::shared_ptr<SessionScan> scanSession(qint64 chatId) const;
+    std::optional<qint64> oldestOwnAfterReply(qint64 chatId) const;
+    void wireAgentCaches();
+    std::optional<Message> liveWorkingMessage(qint64 chatId) const;
+    QCoro::Task<std::optional<QJsonObject>> ccRequest(QString op, QString path,
+                                                      QJsonObject extra = {});
+    QCoro::Task<PrefPushResult> pushPref(QString op, qint64 chatId, QJsonObject extra);
+    QCoro::Task<std::optional<QString>> ccReadWholeText(QString op, QJsonObject extra);
+    QCoro::Task<bool> ccWriteChunked(QString op, QJsonObject extra, QString content);
+    QCoro::Task<bool> ccSetAccountOn(qint64 chatId, QString email);
+    QCoro::Task<bool> ccImportAccount(std::optional<qint64> chatId, QString email,
+                                      QString credentials);
+    void applyHostRecord(const ClaudeHost& host);
+    void applyExtraHostRecord(int server, const ClaudeHost& host);
+    void applySyncedPrefs(qint64 chatId, const QJsonObject& reply);
+    struct DeployScan;
+    std::optional<CCDeployRecord> lastDeployIn(qint64 chatId) const;
+    void followTimelineForDeploys(qint64 chatId, TimelineChange change);
+    bool deploysSilenced() const;
 
     Options m_options;
     bool m_appActive = true;
@@ -336,5 +598,12 @@ private:
     bool m_userActivitySavePending = false;
     // Histories where a page was appended behind pending copies: ids no longer ascend.
     QSet<qint64> m_unorderedTimelines;
+    QHash<int, QString> m_serverClaudeEmail;
+    QHash<int, ClaudeUsage> m_serverClaudeUsage;
+    quint64 m_scanEpoch = 0;
+    mutable QHash<qint64, std::shared_ptr<SessionScan>> m_sessionScans;
+    mutable std::shared_ptr<SessionScan> m_lastScan;
+    mutable qint64 m_lastScanChat = 0;
+    mutable QHash<qint64, std::shared_ptr<DeployScan>> m_deployScans;
     bool m_hostPollStarted = false;
 };
