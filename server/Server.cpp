@@ -19,6 +19,12 @@ Server::Server(ServerOptions options, QObject* parent)
     addSessionRoutes(m_router, m_ctx);
     addChatRoutes(m_router, m_ctx);
     addMessageRoutes(m_router, m_ctx);
+    addMessageActionRoutes(m_router, m_ctx);
+    addMediaRoutes(m_router, m_ctx);
+    addGroupRoutes(m_router, m_ctx);
+    addAvatarRoutes(m_router, m_ctx);
+    for (const QString& bot : m_options.bots)
+        if (!m_db.userByName(bot)) m_db.createUser(bot, false, true);
     m_hub.onFrame = [this](const Connection& conn, const QJsonObject& frame) {
         activity::handleFrame(m_ctx, conn, frame);
     };
