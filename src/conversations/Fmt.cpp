@@ -45,6 +45,9 @@ Formatters& formatters() {
     const icu::Locale locale(name.toUtf8().constData());
     f.day.reset(icu::DateFormat::createDateInstance(icu::DateFormat::kMediumRelative, locale));
     UErrorCode status = U_ZERO_ERROR;
+    // A separator reads like the start of a sentence: "Today", not "today".
+    if (f.day) f.day->setContext(UDISPCTX_CAPITALIZATION_FOR_BEGINNING_OF_SENTENCE, status);
+    status = U_ZERO_ERROR;
     f.relative = std::make_unique<icu::RelativeDateTimeFormatter>(locale, status);
     if (U_FAILURE(status)) f.relative.reset();
     return f;
