@@ -56,7 +56,22 @@ Formatters& formatters() {
 } // namespace
 
 qint64 dayKey(qint64 epochMs) {
-    return QDateTime::fromMSecsSinceEpoch(epochMs).date().toJulianDay();
+    // Converting to local time is slow, and a history asks for the same day
+    // thousands of times in a row: remember the last day's bounds.
+    struct Day {
+        qint64 from = 1;
+        qint64 to = 0; // empty until the first call
+        qint64 key = 0;
+    };
+    thread_local Day last;
+    if (epochMs >= last.from && epochMs < last.to) return last.key;
+    const QDate date = QDateTime::fromMSecsSinceEpoch(epochMs).date();
+    const qint64 from = date.startOfDay().toMSecsSinceEpoch();
+    const qint64 to = date.addDays(1).startOfDay().toMSecsSinceEpoch();
+    last = Day{from, to, date.toJulianDay()};
+    // A moment outside its own day's bounds (a clock change at midnight) is not remembered.
+    if (epochMs < from || epochMs >= to) last = Day{};
+    return date.toJulianDay();
 }
 
 QString day(qint64 epochMs) {

@@ -45,15 +45,16 @@ std::vector<ChatListModel::Entry> ChatListModel::visibleEntries() const {
     out.reserve(size_t(m_store->chats.size()));
     for (const ChatSummary& c : std::as_const(m_store->chats))
         if (shows(c)) out.push_back({c.id, m_store->userActivityAt(c)});
-    std::sort(out.begin(), out.end(), before);
+    std::sort(out.begin(), out.end(), Before{});
     return out;
 }
 
 void ChatListModel::rebuild() {
     beginResetModel();
-    m_rows = visibleEntries();
+    const std::vector<Entry> entries = visibleEntries();
+    m_rows.assign(entries);
     m_placedAt.clear();
-    for (const Entry& e : m_rows)
+    for (const Entry& e : entries)
         m_placedAt.insert(e.id, e.at);
     endResetModel();
     emit countChanged();
@@ -69,17 +70,15 @@ void ChatListModel::setSearch(const QString& search) {
 int ChatListModel::findRow(qint64 chatId) const {
     const auto placed = m_placedAt.constFind(chatId);
     if (placed == m_placedAt.constEnd()) return -1;
-    const Entry probe{chatId, *placed};
-    const auto at = std::lower_bound(m_rows.begin(), m_rows.end(), probe, before);
-    if (at == m_rows.end() || at->id != chatId) return -1;
-    return int(at - m_rows.begin());
+    const int row = m_rows.lowerBound(Entry{chatId, *placed});
+    return row < m_rows.size() && m_rows.at(row).id == chatId ? row : -1;
 }
 
 void ChatListModel::removeRow(int row) {
     if (row < 0) return;
     beginRemoveRows({}, row, row);
-    m_placedAt.remove(m_rows[size_t(row)].id);
-    m_rows.erase(m_rows.begin() + row);
+    m_placedAt.remove(m_rows.at(row).id);
+    m_rows.removeAt(row);
     endRemoveRows();
     emit countChanged();
 }
@@ -95,27 +94,21 @@ void ChatListModel::chatChanged(qint64 chatId) {
     }
     const Entry fresh{chatId, m_store->userActivityAt(*c)};
     if (row < 0) {
-        const int place =
-            int(std::lower_bound(m_rows.begin(), m_rows.end(), fresh, before) - m_rows.begin());
+        const int place = m_rows.lowerBound(fresh);
         beginInsertRows({}, place, place);
-        m_rows.insert(m_rows.begin() + place, fresh);
+        m_rows.insert(fresh);
         m_placedAt.insert(chatId, fresh.at);
         endInsertRows();
         emit countChanged();
         return;
     }
     // Where it belongs among the others, leaving itself out.
-    int target =
-        int(std::lower_bound(m_rows.begin(), m_rows.end(), fresh, before) - m_rows.begin());
+    int target = m_rows.lowerBound(fresh);
     if (target > row) --target;
-    if (target != row) {
-        beginMoveRows({}, row, row, {}, target > row ? target + 1 : target);
-        m_rows.erase(m_rows.begin() + row);
-        m_rows.insert(m_rows.begin() + target, fresh);
-        endMoveRows();
-    } else {
-        m_rows[size_t(row)] = fresh;
-    }
+    if (target != row) beginMoveRows({}, row, row, {}, target > row ? target + 1 : target);
+    m_rows.removeAt(row);
+    m_rows.insert(fresh);
+    if (target != row) endMoveRows();
     m_placedAt.insert(chatId, fresh.at);
     emit dataChanged(index(target), index(target));
 }
@@ -123,11 +116,11 @@ void ChatListModel::chatChanged(qint64 chatId) {
 // MARK: Reading
 
 int ChatListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : int(m_rows.size());
+    return parent.isValid() ? 0 : m_rows.size();
 }
 
 qint64 ChatListModel::chatIdAt(int row) const {
-    return row >= 0 && row < int(m_rows.size()) ? m_rows[size_t(row)].id : 0;
+    return row >= 0 && row < m_rows.size() ? m_rows.at(row).id : 0;
 }
 
 int ChatListModel::rowOf(qint64 chatId) const {
@@ -145,7 +138,7 @@ void ChatListModel::emitRow(qint64 chatId, const QList<int>& roles) {
 
 void ChatListModel::emitRole(int role) {
     if (m_rows.empty()) return;
-    emit dataChanged(index(0), index(int(m_rows.size()) - 1),
+    emit dataChanged(index(0), index(m_rows.size() - 1),
                      role < 0 ? QList<int>{} : QList<int>{role});
 }
 
@@ -159,8 +152,8 @@ QString listTime(qint64 ms) {
 } // namespace
 
 QVariant ChatListModel::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || !m_store || index.row() >= int(m_rows.size())) return {};
-    const qint64 id = m_rows[size_t(index.row())].id;
+    if (!index.isValid() || !m_store || index.row() >= m_rows.size()) return {};
+    const qint64 id = m_rows.at(index.row()).id;
     const ChatSummary* c = m_store->chat(id);
     if (!c) return {};
     const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
@@ -188,7 +181,7 @@ QVariant ChatListModel::data(const QModelIndex& index, int role) const {
         return listTime(latest ? latest->createdAt : c->createdAt);
     }
     case ActivityAtRole:
-        return m_rows[size_t(index.row())].at;
+        return m_rows.at(index.row()).at;
     case UnreadRole:
         return int(c->unread.value_or(0));
     case MutedRole:

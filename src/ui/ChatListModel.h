@@ -6,6 +6,7 @@
 // list from the server resets it.
 
 #include "store/Store.h"
+#include "ui/SortedBlocks.h"
 
 #include <QAbstractListModel>
 #include <QPointer>
@@ -60,9 +61,11 @@ private:
         qint64 at = 0; // userActivityAt when last placed
     };
     // Newest activity first; the id decides between equals so positions are stable.
-    static bool before(const Entry& a, const Entry& b) {
-        return a.at != b.at ? a.at > b.at : a.id > b.id;
-    }
+    struct Before {
+        bool operator()(const Entry& a, const Entry& b) const {
+            return a.at != b.at ? a.at > b.at : a.id > b.id;
+        }
+    };
 
     void rebuild();
     std::vector<Entry> visibleEntries() const;
@@ -75,7 +78,7 @@ private:
 
     QPointer<Store> m_store;
     QString m_search;
-    std::vector<Entry> m_rows;
+    SortedBlocks<Entry, Before> m_rows;
     QHash<qint64, qint64> m_placedAt; // the `at` each shown conversation was placed by
     std::optional<qint64> m_selected;
 };

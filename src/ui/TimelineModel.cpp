@@ -85,8 +85,10 @@ void TimelineModel::rebuildItems() {
         m_mirror.push_back(m.id);
         if (isVisibleMessage(m)) m_items.push_back({m, Fmt::dayKey(m.createdAt)});
     }
-    std::stable_sort(m_items.begin(), m_items.end(),
-                     [](const Item& a, const Item& b) { return a.message.id < b.message.id; });
+    const auto byId = [](const Item& a, const Item& b) { return a.message.id < b.message.id; };
+    // A history is in id order apart from pending copies: sort only when needed.
+    if (!std::is_sorted(m_items.begin(), m_items.end(), byId))
+        std::stable_sort(m_items.begin(), m_items.end(), byId);
 }
 
 void TimelineModel::insertItem(const Message& message) {
@@ -109,6 +111,7 @@ void TimelineModel::onTimelineChanged(qint64 chatId, TimelineChange change) {
     const QList<Message> list = m_store->messages.value(chatId);
     const size_t from = size_t(std::max(0, change.index));
     const size_t count = size_t(std::max(0, change.count));
+    if (count == 1 && (appendedNewest(list, change) || editedInPlace(list, change))) return;
     switch (change.kind) {
     case TimelineChange::reset:
         rebuildItems();
@@ -152,6 +155,56 @@ void TimelineModel::onTimelineChanged(qint64 chatId, TimelineChange change) {
     if (m_mirror.size() != size_t(list.size())) rebuildItems();
     relayout();
     emit hasMoreChanged();
+}
+
+// Live traffic mostly adds the newest message or edits one: both change one
+// row (or two, with a new day) without laying out the whole history again.
+bool TimelineModel::appendedNewest(const QList<Message>& list, TimelineChange change) {
+    if (change.kind != TimelineChange::inserted || size_t(change.index) != m_mirror.size() ||
+        list.size() != qsizetype(m_mirror.size()) + 1 || !m_dirty.isEmpty())
+        return false;
+    const Message& m = list.last();
+    if (!isVisibleMessage(m) || (!m_items.empty() && m.id <= m_items.back().message.id))
+        return false;
+    m_mirror.push_back(m.id);
+    m_items.push_back({m, Fmt::dayKey(m.createdAt)});
+    const int item = int(m_items.size()) - 1;
+    const Item* previous = item > 0 ? &m_items[size_t(item) - 1] : nullptr;
+    const bool newDay = !previous || previous->dayKey != m_items.back().dayKey;
+    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+    const bool showSender = m_showsSenders && (!me || m.senderId != *me) &&
+                            (newDay || previous->message.senderId != m.senderId);
+    std::vector<Row> added{{false, m.id, item, showSender}};
+    if (newDay) added.push_back({true, m.id, item, false});
+    beginInsertRows({}, 0, int(added.size()) - 1);
+    m_rows.insert(m_rows.begin(), added.begin(), added.end());
+    endInsertRows();
+    emit countChanged();
+    emit hasMoreChanged();
+    return true;
+}
+
+bool TimelineModel::editedInPlace(const QList<Message>& list, TimelineChange change) {
+    const size_t at = size_t(change.index);
+    if (change.kind != TimelineChange::replaced || at >= m_mirror.size() ||
+        list.size() != qsizetype(m_mirror.size()) || m_mirror[at] != list[qsizetype(at)].id)
+        return false;
+    const Message& m = list[qsizetype(at)];
+    const auto item = std::lower_bound(m_items.begin(), m_items.end(), m.id,
+                                       [](const Item& i, qint64 id) { return i.message.id < id; });
+    // Only when nothing that decides the rows changed: visibility, sender, day.
+    if (item == m_items.end() || item->message.id != m.id || !isVisibleMessage(m) ||
+        item->message.senderId != m.senderId || item->dayKey != Fmt::dayKey(m.createdAt))
+        return false;
+    item->message = m;
+    // Rows run from the newest id down; a message's row comes before its day's separator.
+    const auto row = std::lower_bound(m_rows.begin(), m_rows.end(), m.id,
+                                      [](const Row& r, qint64 id) { return r.key > id; });
+    if (row != m_rows.end() && !row->isDay && row->key == m.id) {
+        const int r = int(row - m_rows.begin());
+        emit dataChanged(index(r), index(r));
+    }
+    return true;
 }
 
 void TimelineModel::refreshSenders() {

@@ -104,6 +104,8 @@ private:
     };
 
     void onTimelineChanged(qint64 chatId, TimelineChange change);
+    bool appendedNewest(const QList<Message>& list, TimelineChange change);
+    bool editedInPlace(const QList<Message>& list, TimelineChange change);
     void rebuildItems();
     void insertItem(const Message& message);
     void removeItem(qint64 id);

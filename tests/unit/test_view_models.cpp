@@ -5,6 +5,7 @@
 #include "support/TestSupport.h"
 #include "ui/ChatListModel.h"
 #include "ui/ComposerModel.h"
+#include "ui/SortedBlocks.h"
 #include "ui/TimelineModel.h"
 
 #include <QAbstractItemModelTester>
@@ -128,8 +129,10 @@ private slots:
         QCOMPARE(model.chatId(), chatId);
         QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
         ShadowRows shadow(&model, timelineRow);
-        auto* random = QRandomGenerator::global();
-        const qint64 start = QDateTime::currentMSecsSinceEpoch() - 4 * dayMs;
+        const quint32 seed = QRandomGenerator::global()->generate();
+        QRandomGenerator generator(seed);
+        auto* random = &generator;
+        const qint64 start = QDateTime::currentMSecsSinceEpoch() - 60 * dayMs;
         // A first page, as openChat stores it.
         QList<Message> page;
         for (qint64 id = 100; id < 130; ++id)
@@ -139,12 +142,13 @@ private slots:
         QCOMPARE(shadow.rows, expectedRows(*store));
         qint64 nextId = 130;
         qint64 olderId = 99;
+        QList<qint64> outstanding;
         for (int step = 0; step < 400; ++step) {
             const QList<Message> now = store->messages.value(chatId);
-            const int action = int(random->bounded(7));
+            const int action = int(random->bounded(8));
             const User& from = QList<User>{me, ann, bob, bot}[random->bounded(4)];
-            const qint64 at = start + nextId * 3600000;
-            if (action == 0 || action == 1) { // live message
+            const qint64 at = start + nextId * 8 * 3600000; // a new day every third message
+            if (action == 0 || action == 1) {               // live message
                 const QString text =
                     random->bounded(5) == 0 ? Config::ccControlPrefix.toString() + "{}" : "hi";
                 store->handleEvent(messageFrame(textMessage(nextId++, chatId, from, text, at)), 0);
@@ -157,11 +161,15 @@ private slots:
             } else if (action == 3 && !now.isEmpty()) { // delete
                 const Message gone = now[random->bounded(int(now.size()))];
                 store->removeMessage(chatId, gone.id);
-            } else if (action == 4) { // pending copy, as sendMessage adds it
+            } else if (action == 4) { // a send's pending copy
                 Message pending = textMessage(store->nextTempId--, chatId, me, "sending", at);
                 pending.isPending = true;
                 store->messages[chatId].push_back(pending);
                 emit store->timelineChanged(chatId, {TimelineChange::inserted, int(now.size()), 1});
+                outstanding << pending.id;
+            } else if (action == 7 && !outstanding.isEmpty()) { // its reply replaces it
+                store->removeMessage(chatId, outstanding.takeFirst());
+                store->upsertMessage(textMessage(nextId++, chatId, me, "sent", at));
             } else if (action == 5) { // an older page
                 QList<Message> older;
                 for (int k = 0; k < 3 && olderId > 0; ++k)
@@ -169,7 +177,7 @@ private slots:
                 store->messages[chatId] = older + store->messages[chatId];
                 emit store->timelineChanged(chatId,
                                             {TimelineChange::inserted, 0, int(older.size())});
-            } else { // a member leaves or returns: who is named changes
+            } else if (action == 6) { // a member leaves or returns: who is named changes
                 ChatSummary c = *store->chat(chatId);
                 if (c.members.size() > 3)
                     c.members.removeLast(), c.members.removeLast();
@@ -179,12 +187,42 @@ private slots:
             }
             const QStringList expected = expectedRows(*store);
             if (shadow.rows != expected)
-                QFAIL(qPrintable(QStringLiteral("step %1 action %2").arg(step).arg(action)));
+                QFAIL(qPrintable(
+                    QStringLiteral("seed %1 step %2 action %3").arg(seed).arg(step).arg(action)));
         }
         QCOMPARE(resets.size(), 0); // traffic never resets the model
         store->setSelectedChatId(std::nullopt);
         QCOMPARE(model.rowCount(), 0);
         QCOMPARE(resets.size(), 1); // switching the conversation does
+    }
+
+    // The live path: one new message at a time, across days, and edits in place.
+    void liveMessagesAcrossDays() {
+        TimelineModel model(store.get());
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
+        ShadowRows shadow(&model, timelineRow);
+        ShadowRows texts(&model, [](const QModelIndex& i) {
+            return i.data(TimelineModel::TextRole).toString();
+        });
+        store->messages[chatId] = {};
+        store->setSelectedChatId(chatId);
+        const qint64 start = QDateTime::currentMSecsSinceEpoch() - 10 * dayMs;
+        const QList<User> senders = {ann, ann, bob, bob, me, ann, ann, ann, bob};
+        for (int i = 0; i < senders.size(); ++i) {
+            // Two messages a day: every other one opens a new day, often by the same sender.
+            store->handleEvent(
+                messageFrame(textMessage(i + 1, chatId, senders[i], "m", start + i * dayMs / 2)),
+                0);
+            QCOMPARE(shadow.rows, expectedRows(*store));
+        }
+        for (int i = 1; i <= senders.size(); i += 2) {
+            Message edited = store->messages[chatId][i - 1];
+            edited.text = "edited";
+            store->handleEvent(messageFrame(edited, "messageEdited"), 0);
+            QCOMPARE(shadow.rows, expectedRows(*store));
+            QCOMPARE(texts.rows[model.rowOfMessage(i)], "edited"); // the view was told
+        }
     }
 
     void rolesOfABubble() {
@@ -316,6 +354,78 @@ private slots:
         for (int r = 0; r < model.rowCount(); ++r)
             QCOMPARE(model.index(r).data(ChatListModel::TitleRole).toString(), "ann");
         QCOMPARE(model.rowCount(), 3);
+    }
+
+    // Blocks split and vanish as entries come and go; every answer must match
+    // a plain sorted vector.
+    void sortedBlocksMatchASortedVector() {
+        SortedBlocks<int, std::less<int>> blocks;
+        std::vector<int> reference;
+        auto* random = QRandomGenerator::global();
+        for (int step = 0; step < 20000; ++step) {
+            const int value = int(random->bounded(5000));
+            if (reference.empty() || random->bounded(3) != 0) {
+                const auto at = std::lower_bound(reference.begin(), reference.end(), value);
+                const int expected = int(at - reference.begin());
+                reference.insert(at, value);
+                QCOMPARE(blocks.insert(value), expected);
+            } else {
+                const int index = int(random->bounded(int(reference.size())));
+                reference.erase(reference.begin() + index);
+                blocks.removeAt(index);
+            }
+            QCOMPARE(blocks.size(), int(reference.size()));
+            const int probe = int(random->bounded(5000));
+            QCOMPARE(blocks.lowerBound(probe),
+                     int(std::lower_bound(reference.begin(), reference.end(), probe) -
+                         reference.begin()));
+            if (!reference.empty()) {
+                const int index = int(random->bounded(int(reference.size())));
+                QCOMPARE(blocks.at(index), reference[size_t(index)]);
+            }
+        }
+        blocks.assign(reference);
+        for (int i = 0; i < int(reference.size()); ++i)
+            QCOMPARE(blocks.at(i), reference[size_t(i)]);
+    }
+
+    void longConversationListUnderRandomTraffic() {
+        store->chats.clear();
+        for (qint64 id = 1; id <= 700; ++id) {
+            ChatSummary c =
+                conversation(id, {me, person(1000 + id, QStringLiteral("p%1").arg(id))});
+            c.createdAt = 1000 + id * 7 % 701;
+            store->chats << c;
+        }
+        ChatListModel model(store.get());
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
+        auto read = [](const QModelIndex& i) {
+            return i.data(ChatListModel::ChatIdRole).toString();
+        };
+        ShadowRows shadow(&model, read);
+        auto* random = QRandomGenerator::global();
+        qint64 nextId = 1;
+        for (int step = 0; step < 1500; ++step) {
+            const qint64 chat = 1 + random->bounded(720);
+            const int action = int(random->bounded(10));
+            if (action < 7) {
+                store->handleEvent(messageFrame(textMessage(nextId++, chat, ann, "x",
+                                                            5000 + random->bounded(100000))),
+                                   0);
+            } else if (action < 9) {
+                store->upsertChat(
+                    conversation(chat, {me, person(1000 + chat, QStringLiteral("p%1").arg(chat))}));
+            } else {
+                store->removeChat(chat);
+            }
+        }
+        ChatListModel fresh(store.get());
+        QStringList freshRows;
+        for (int r = 0; r < fresh.rowCount(); ++r)
+            freshRows << read(fresh.index(r));
+        QCOMPARE(shadow.rows, freshRows);
+        QCOMPARE(listOrder(model), listOrder(fresh));
     }
 
     void composerSendsWhatItStaged() {
