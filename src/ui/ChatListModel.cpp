@@ -1,5 +1,6 @@
 #include "ui/ChatListModel.h"
 
+#include "conversations/ChatList.h"
 #include "conversations/ChatPreview.h"
 #include "conversations/Fmt.h"
 
@@ -32,11 +33,7 @@ ChatListModel::ChatListModel(Store* store, QObject* parent)
 // MARK: Which conversations, in which order
 
 bool ChatListModel::shows(const ChatSummary& c) const {
-    if (m_store->isSavedMessages(c)) return false;
-    const QString needle = m_search.trimmed().toLower();
-    if (needle.isEmpty()) return true;
-    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
-    return c.displayTitle(me).toLower().contains(needle);
+    return listsConversation(*m_store, c, m_search);
 }
 
 std::vector<ChatListModel::Entry> ChatListModel::visibleEntries() const {
