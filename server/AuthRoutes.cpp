@@ -17,7 +17,7 @@ QJsonObject loginReply(const QString& token, const UserRow& user) {
 
 // The configured spelling of an allowed name, if the name is allowed.
 std::optional<QString> allowedName(const ServerOptions& opts, const QString& name) {
-    QStringList allowed = opts.names;
+    QStringList allowed = opts.names + opts.bots;
     if (!opts.owner.isEmpty()) allowed.push_back(opts.owner);
     for (const QString& candidate : allowed)
         if (candidate.compare(name, Qt::CaseInsensitive) == 0) return candidate;
@@ -33,10 +33,11 @@ HttpReply nameLogin(Context& ctx, const HttpRequest& req) {
     if (name.isEmpty() || !allowed)
         throw HttpError(403, QStringLiteral("This name isn't authorized on this server"));
     auto user = ctx.db.userByName(*allowed);
-    if (user && (user->isGuest || user->isBot))
+    const bool configuredBot = ctx.options.bots.contains(*allowed);
+    if (user && (user->isGuest || user->isBot != configuredBot))
         throw HttpError(403, QStringLiteral("This name isn't authorized on this server"));
     if (!user) {
-        user = ctx.db.createUser(*allowed, false, false);
+        user = ctx.db.createUser(*allowed, false, configuredBot);
         events::userJoined(ctx, *user);
     }
     return HttpReply::json(loginReply(ctx.db.createToken(user->id), *user));

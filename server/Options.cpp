@@ -34,7 +34,10 @@ void addOptions(QCommandLineParser& parser) {
                        "and plain HTTP on one port, SQLite storage.\n"
                        "When it listens it prints one line to stdout:\n"
                        "  velmarin-server ready port=<port> http-port=<plain port or 0> "
-                       "fingerprint=<base64>"));
+                       "fingerprint=<base64>\n"
+                       "Uploaded media are kept under <data-dir>/media and served at /media/<n>. "
+                       "There is no speech engine: voice messages and api/transcribe get a fixed "
+                       "stand-in transcript."));
     parser.addHelpOption();
     parser.addOptions({
         {QStringLiteral("data-dir"),
@@ -57,6 +60,10 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("The owner's name: an empty-name login from loopback signs in as "
                         "the owner, who may also report build status."),
          QStringLiteral("name")},
+        {QStringLiteral("bots"),
+         QStringLiteral("Comma-separated bot accounts, made at start and listed in botIds; "
+                        "they sign in by name."),
+         QStringLiteral("a,b")},
         {QStringLiteral("no-websocket"), QStringLiteral("Refuse WebSocket connections.")},
         {QStringLiteral("discovered"),
          QStringLiteral("Comma-separated server URLs reported as discovered servers."),
@@ -144,6 +151,7 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     }
     opts.names = splitList(parser.value(QStringLiteral("names")));
     opts.owner = parser.value(QStringLiteral("owner")).trimmed();
+    opts.bots = splitList(parser.value(QStringLiteral("bots")));
     opts.webSocket = !parser.isSet(QStringLiteral("no-websocket"));
     opts.discovered = splitList(parser.value(QStringLiteral("discovered")));
     if (parser.isSet(QStringLiteral("platform")))

@@ -14,6 +14,8 @@ struct ServerOptions {
     std::optional<quint16> httpPort;
     QStringList names;
     QString owner;
+    // Bot accounts made at start; they sign in by name like the configured names.
+    QStringList bots;
     bool webSocket = true;
     QStringList discovered;
     QString platform = QStringLiteral("linux");

@@ -8,3 +8,11 @@ void addAuthRoutes(Router& router, Context& ctx);
 void addSessionRoutes(Router& router, Context& ctx);
 void addChatRoutes(Router& router, Context& ctx);
 void addMessageRoutes(Router& router, Context& ctx);
+// Pins and forwards.
+void addMessageActionRoutes(Router& router, Context& ctx);
+// Uploads, albums, the files behind them, and transcripts.
+void addMediaRoutes(Router& router, Context& ctx);
+// Members, roles and joining by code.
+void addGroupRoutes(Router& router, Context& ctx);
+// Profile and group pictures.
+void addAvatarRoutes(Router& router, Context& ctx);

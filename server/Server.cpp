@@ -37,6 +37,12 @@ Server::Server(ServerOptions options, QObject* parent)
     addSessionRoutes(m_router, m_ctx);
     addChatRoutes(m_router, m_ctx);
     addMessageRoutes(m_router, m_ctx);
+    addMessageActionRoutes(m_router, m_ctx);
+    addMediaRoutes(m_router, m_ctx);
+    addGroupRoutes(m_router, m_ctx);
+    addAvatarRoutes(m_router, m_ctx);
+    for (const QString& bot : m_options.bots)
+        if (!m_db.userByName(bot)) m_db.createUser(bot, false, true);
     addAgentHostRoutes(m_router, m_ctx);
     if (m_options.agentHost) {
         m_agent = std::make_unique<AgentHost>(m_ctx);

@@ -102,6 +102,8 @@ public:
     qint64 createChat(const QString& kind, const QString& title, qint64 creatorId,
                       const QList<qint64>& otherMembers);
     void addMember(qint64 chatId, qint64 userId, const QString& role);
+    void removeMember(qint64 chatId, qint64 userId);
+    void setRole(qint64 chatId, qint64 userId, const QString& role);
     std::optional<ChatRow> chatByInviteCode(const QString& code);
     void setInviteCode(qint64 chatId, const QString& code);
     void updateChat(qint64 chatId, const QVariantMap& columns);
@@ -117,6 +119,7 @@ public:
     qint64 unreadCount(qint64 chatId, qint64 userId);
     void editMessage(qint64 id, const QString& text, qint64 at);
     void deleteMessage(qint64 id);
+    void setTranscript(qint64 id, const QString& transcript);
     QList<ReadRow> reads(qint64 chatId);
     // Moves a read mark forward; false when the stored mark is already ahead.
     bool advanceRead(qint64 chatId, qint64 userId, qint64 messageId, qint64 at);

@@ -100,6 +100,15 @@ void Storage::addMember(qint64 chatId, qint64 userId, const QString& role) {
         {chatId, userId, role, now()});
 }
 
+void Storage::removeMember(qint64 chatId, qint64 userId) {
+    run(QStringLiteral("DELETE FROM members WHERE chat_id=? AND user_id=?"), {chatId, userId});
+}
+
+void Storage::setRole(qint64 chatId, qint64 userId, const QString& role) {
+    run(QStringLiteral("UPDATE members SET role=? WHERE chat_id=? AND user_id=?"),
+        {role, chatId, userId});
+}
+
 std::optional<ChatRow> Storage::chatByInviteCode(const QString& code) {
     if (code.isEmpty()) return std::nullopt;
     QSqlQuery q =

@@ -98,6 +98,10 @@ void Storage::deleteMessage(qint64 id) {
     });
 }
 
+void Storage::setTranscript(qint64 id, const QString& transcript) {
+    run(QStringLiteral("UPDATE messages SET transcript=? WHERE id=?"), {transcript, id});
+}
+
 QList<ReadRow> Storage::reads(qint64 chatId) {
     QSqlQuery q = run(QStringLiteral("SELECT user_id, last_read_id, updated_at FROM reads "
                                      "WHERE chat_id=? ORDER BY user_id"),

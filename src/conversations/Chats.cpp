@@ -6,10 +6,23 @@ bool Store::isBotUser(qint64 id) const {
     return (agentId && *agentId == id) || botIds.contains(id) || extraBotIds.contains(id);
 }
 
+// Live traffic looks conversations up by id for every message: a remembered
+// position answers at once, and a position that no longer holds rebuilds the index.
 const ChatSummary* Store::chat(qint64 chatId) const {
-    for (const ChatSummary& c : chats)
-        if (c.id == chatId) return &c;
-    return nullptr;
+    auto hit = m_chatIndex.constFind(chatId);
+    if (hit == m_chatIndex.constEnd() || *hit >= chats.size() || chats[*hit].id != chatId) {
+        reindexChats();
+        hit = m_chatIndex.constFind(chatId);
+        if (hit == m_chatIndex.constEnd()) return nullptr;
+    }
+    return &chats[*hit];
+}
+
+void Store::reindexChats() const {
+    m_chatIndex.clear();
+    m_chatIndex.reserve(chats.size());
+    for (int i = 0; i < chats.size(); ++i)
+        m_chatIndex.insert(chats[i].id, i);
 }
 
 bool Store::isSavedMessages(const ChatSummary& c) const {
@@ -60,8 +73,7 @@ void Store::removeChat(qint64 chatId) {
                                [chatId](const ChatSummary& c) { return c.id == chatId; }),
                 chats.end());
     m_unorderedTimelines.remove(chatId);
-    if (messages.remove(chatId) > 0)
-        emit timelineChanged(chatId, {TimelineChange::reset, 0, 0});
+    if (messages.remove(chatId) > 0) emit timelineChanged(chatId, {TimelineChange::reset, 0, 0});
     if (selectedChatId() == chatId) setSelectedChatId(std::nullopt);
     emit chatRemoved(chatId);
 }

@@ -14,6 +14,7 @@ void Store::markRead(qint64 chatId) {
         emit chatChanged(chatId);
         break;
     }
+    clearNotifications(chatId);
     refreshBadge();
     std::optional<qint64> target;
     const QList<Message> local = messages.value(chatId);

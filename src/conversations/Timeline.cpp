@@ -13,10 +13,14 @@ namespace {
 constexpr int pageSize = 50;
 constexpr int maxInvisiblePages = 20;
 
-bool isVisible(const Message& m) { return !m.isCCControl() && !m.isCCWorking(); }
+bool isVisible(const Message& m) {
+    return !m.isCCControl() && !m.isCCWorking();
+}
 } // namespace
 
-bool Store::isVisibleInTimeline(const Message& message) const { return isVisible(message); }
+bool Store::isVisibleInTimeline(const Message& message) const {
+    return isVisible(message);
+}
 
 // MARK: Paging
 
@@ -132,7 +136,8 @@ QCoro::Task<> Store::loadOlderExtra(qint64 chatId) {
         co_return; // background work: dropped
     }
     if (!self) co_return;
-    for (Message& m : page) remap(m, r->server);
+    for (Message& m : page)
+        remap(m, r->server);
     QList<Message>& target = messages[chatId];
     target = page + target;
     hasMore[chatId] = page.size() >= pageSize;
@@ -186,7 +191,8 @@ int Store::insertionIndex(const QList<Message>& list, const Message& message) co
 // means "replace at index".
 static int orderedPlace(const QList<Message>& list, qint64 id) {
     int i = int(list.size()) - 1;
-    while (i >= 0 && list[i].id < 0) --i;
+    while (i >= 0 && list[i].id < 0)
+        --i;
     for (; i >= 0; --i) {
         if (list[i].id == id) return -1 - i;
         if (list[i].id < id) break;
@@ -234,9 +240,8 @@ void Store::removeMessage(qint64 chatId, qint64 id) {
     const auto preview = visiblePreview.constFind(chatId);
     if (preview == visiblePreview.constEnd() || preview->id != id) return;
     const QList<Message> local = messages.value(chatId);
-    const auto fallback = std::find_if(local.crbegin(), local.crend(), [](const Message& m) {
-        return m.id > 0 && isVisible(m);
-    });
+    const auto fallback = std::find_if(local.crbegin(), local.crend(),
+                                       [](const Message& m) { return m.id > 0 && isVisible(m); });
     if (fallback != local.crend())
         visiblePreview[chatId] = *fallback;
     else
@@ -258,14 +263,15 @@ void Store::cacheVisiblePreview(const std::optional<Message>& message) {
 void Store::updateChatLast(const Message& message) {
     if (message.isCCControl()) return;
     cacheVisiblePreview(message);
-    auto found = std::find_if(chats.begin(), chats.end(),
-                              [&](const ChatSummary& c) { return c.id == message.chatId; });
-    if (found == chats.end()) return;
-    const std::optional<Message>& current = found->lastMessage;
+    const ChatSummary* known = chat(message.chatId);
+    if (!known) return;
+    const int index = int(known - chats.constData());
+    ChatSummary& found = chats[index];
+    const std::optional<Message>& current = found.lastMessage;
     if (!current || message.createdAt >= current->createdAt || message.id == current->id)
-        found->lastMessage = message;
+        found.lastMessage = message;
+    repositionChat(index);
     emit chatChanged(message.chatId);
-    repositionChat(int(found - chats.begin()));
 }
 
 void Store::refreshChatLastIfNeeded(const Message& message) {
@@ -285,9 +291,14 @@ void Store::refreshChatLastIfNeeded(const Message& message) {
 void Store::repositionChat(int index) {
     const qint64 at = chats[index].activityAt();
     int target = index;
-    while (target > 0 && chats[target - 1].activityAt() < at) --target;
-    while (target + 1 < chats.size() && chats[target + 1].activityAt() > at) ++target;
-    if (target != index) chats.move(index, target);
+    while (target > 0 && chats[target - 1].activityAt() < at)
+        --target;
+    while (target + 1 < chats.size() && chats[target + 1].activityAt() > at)
+        ++target;
+    if (target == index) return;
+    chats.move(index, target);
+    for (int i = std::min(index, target); i <= std::max(index, target); ++i)
+        m_chatIndex.insert(chats[i].id, i);
 }
 
 void Store::sortChats() {
@@ -372,7 +383,8 @@ void Store::resolveBuriedUserActivity(const ChatSummary& c) {
             co_return;
         }
         if (!self) co_return;
-        for (Message& m : page) self->remap(m, r->server);
+        for (Message& m : page)
+            self->remap(m, r->server);
         for (auto it = page.crbegin(); it != page.crend(); ++it) {
             if (it->id > 0 && !it->isCCControl() && !self->isBotUser(it->senderId)) {
                 self->bumpUserActivity(chatId, it->createdAt);

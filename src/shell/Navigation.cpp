@@ -1,5 +1,5 @@
 // Which section is on screen, the main menu drawer, another person's profile
-// sheet and the transient toast.
+// sheet.
 
 #include "store/Store.h"
 
@@ -19,16 +19,4 @@ void Store::setProfileUser(std::optional<User> user) {
     if (profileUser == user) return;
     profileUser = std::move(user);
     emit profileUserChanged();
-}
-
-void Store::showToast(const QString& text) {
-    toast = text;
-    const int id = ++toastId;
-    emit toastChanged();
-    [](QPointer<Store> self, int shown) -> QCoro::Task<> {
-        co_await self->sleep(1.5);
-        if (!self || self->toastId != shown) co_return;
-        self->toast.reset();
-        emit self->toastChanged();
-    }(QPointer<Store>(this), id);
 }

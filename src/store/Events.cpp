@@ -25,7 +25,8 @@ void Store::handleEvent(const QString& text, int server) {
         if (event.userId) event.userId = mapUserId(*event.userId, server);
         if (event.messageId) event.messageId = IDCodec::encode(*event.messageId, server);
         if (event.onlineIds)
-            for (qint64& id : *event.onlineIds) id = mapUserId(id, server);
+            for (qint64& id : *event.onlineIds)
+                id = mapUserId(id, server);
     }
     const QString& type = event.type;
     if (type == QLatin1String("message")) {
@@ -49,10 +50,10 @@ void Store::handleEvent(const QString& text, int server) {
     } else if (type == QLatin1String("userJoined")) {
         if (!event.user) return;
         const qint64 id = event.user->id;
-        const bool known = std::any_of(users.begin(), users.end(),
-                                       [id](const User& u) { return u.id == id; });
+        const bool known =
+            std::any_of(users.begin(), users.end(), [id](const User& u) { return u.id == id; });
         upsertUser(*event.user);
-        Q_UNUSED(known);
+        if (!known && (!me || me->id != id)) notifyUserJoined(*event.user);
     } else if (type == QLatin1String("userUpdated")) {
         if (!event.user) return;
         upsertUser(*event.user);
@@ -106,6 +107,8 @@ void Store::handleNewMessage(const Message& message, int server) {
         }
     }
     refreshBadge();
+    notifyIfNeeded(message);
+    showInAppBanner(message);
     notifyDeployReadyIfNeeded(chatId);
     refreshGlobalDeploy();
 }
@@ -173,6 +176,7 @@ void Store::handleRead(const WsEvent& event) {
             emit chatChanged(chatId);
             break;
         }
+        clearNotifications(chatId);
         refreshBadge();
     }
 }

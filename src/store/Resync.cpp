@@ -1,6 +1,7 @@
 // The whole picture of the primary server in one merge, and the small
 // operations around it: engines, badge, push token, host polling.
 
+#include "conversations/Notifier.h"
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
@@ -60,7 +61,8 @@ void Store::mergeBootstrap(const BootstrapResponse& reply) {
     sortChats();
     syncBuilds(reply.builds, 0);
 
-    for (const ChatSummary& c : std::as_const(chats)) seedReads(c);
+    for (const ChatSummary& c : std::as_const(chats))
+        seedReads(c);
     for (const ChatSummary& c : std::as_const(chats)) {
         cacheVisiblePreview(c.lastMessage);
         if (c.lastMessage) captureCCMarkers(*c.lastMessage);
@@ -111,13 +113,15 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
                 for (const Message& m : page)
                     if (m.id > lastReal) local.push_back(m);
                 if (local.size() > start)
-                    emit timelineChanged(*selected,
-                                         {TimelineChange::inserted, start, int(local.size()) - start});
+                    emit timelineChanged(
+                        *selected, {TimelineChange::inserted, start, int(local.size()) - start});
             }
         } catch (const std::exception&) {
         }
         if (!self) co_return;
     }
+    co_await loadGroupRoles();
+    if (!self) co_return;
     [](QPointer<Store> s) -> QCoro::Task<> {
         if (s) co_await s->prefetchHistories();
     }(self);
@@ -128,9 +132,8 @@ void Store::sanitizeLastMessages(QList<ChatSummary>& list) const {
         if (!c.lastMessage || !c.lastMessage->isCCControl()) continue;
         // A control message must not stand for the conversation in the list.
         const QList<Message> local = messages.value(c.id);
-        auto found = std::find_if(local.crbegin(), local.crend(), [](const Message& m) {
-            return m.id > 0 && !m.isCCControl();
-        });
+        auto found = std::find_if(local.crbegin(), local.crend(),
+                                  [](const Message& m) { return m.id > 0 && !m.isCCControl(); });
         if (found != local.crend()) {
             c.lastMessage = *found;
             continue;
@@ -189,7 +192,9 @@ void Store::startHostStatusPolling() {
 }
 
 void Store::refreshBadge() {
-    const int count = unreadChatCount();
+    // With notifications off the badge stays empty too.
+    const int count = notificationStyle() == NotificationStyle::off ? 0 : unreadChatCount();
+    notifier().setBadge(count);
     if (count == m_badgeCount) return;
     m_badgeCount = count;
     emit badgeChanged(count);

@@ -15,12 +15,15 @@ QStringList wellKnownLoginOrder() {
     return {Config::macServer(), Config::defaultServer(), Config::publicServer()};
 }
 
-QString absoluteText(const QUrl& url) { return url.toString(); }
+QString absoluteText(const QUrl& url) {
+    return url.toString();
+}
 } // namespace
 
 std::optional<QUrl> Store::normalizedServerURL(const QString& text) {
     QString t = text.trimmed();
-    while (t.endsWith(QLatin1Char('/'))) t.chop(1);
+    while (t.endsWith(QLatin1Char('/')))
+        t.chop(1);
     if (t.isEmpty()) return std::nullopt;
     if (!t.contains(QLatin1String("://"))) t.prepend(QStringLiteral("https://"));
     const QUrl url(t, QUrl::StrictMode);
@@ -93,6 +96,7 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
 
 QCoro::Task<> Store::adoptLogin(LoginResponse response) {
     QPointer<Store> self(this);
+    clearAllDeliveredNotifications();
     token = response.token;
     me = response.user;
     persistMe();
@@ -157,6 +161,7 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
         co_return;
     }
     if (!self) co_return;
+    clearAllDeliveredNotifications();
     if (onPrimary) {
         Prefs::shared().remove(kGuestServerURL);
     } else {
@@ -182,7 +187,8 @@ QCoro::Task<> Store::joinByCode(QString code) {
 QCoro::Task<> Store::selectPrimaryBase() {
     QPointer<Store> self(this);
     if (auto guest = Prefs::shared().string(kGuestServerURL); guest && !guest->isEmpty()) co_return;
-    const QStringList known = {Config::defaultServer(), Config::publicServer(), Config::macServer()};
+    const QStringList known = {Config::defaultServer(), Config::publicServer(),
+                               Config::macServer()};
     if (!known.contains(serverURLString)) co_return; // an address the user chose stays
     if (PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(serverURLString)))) co_return;
     for (const QString& candidate :
@@ -227,6 +233,7 @@ void Store::logout() {
             }
         }(*primary, *pushToken);
     }
+    clearAllDeliveredNotifications();
     m_extraServers.clear();
     m_serverTokens.clear();
     serverMeId.clear();
@@ -256,9 +263,9 @@ void Store::logout() {
     macChatAccounts.clear();
     claudeControlChatId.reset();
     Prefs& prefs = Prefs::shared();
-    for (const char* key : {"token", "me", "guestServerURL", "claudeUsageCache", "serverClaudeEmail",
-                            "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs",
-                            "primaryBaseURL"})
+    for (const char* key :
+         {"token", "me", "guestServerURL", "claudeUsageCache", "serverClaudeEmail",
+          "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs", "primaryBaseURL"})
         prefs.remove(QString::fromLatin1(key));
     ccWorkdirs.clear();
     serverURLString.clear();

@@ -23,6 +23,23 @@
 #include <memory>
 
 class QWebSocket;
+class Notifier;
+class Geocoder;
+
+// How a new message may reach the person: not at all, in the badge only, or
+// also as a banner or system notification.
+enum class NotificationStyle { off, badge, banner };
+
+// The in-app notice of a new message or a new contact while the app is in front.
+struct InAppBanner {
+    QUuid id;
+    std::optional<qint64> chatId;
+    QString title;
+    QString sender;
+    QString text;
+    std::optional<qint64> avatarUserId;
+    bool operator==(const InAppBanner&) const = default;
+};
 
 // What changed in one conversation's history, so views can update by rows.
 struct TimelineChange {
@@ -188,6 +205,91 @@ public:
     void markRead(qint64 chatId);
     int unreadChatCount() const;
 
+    // MARK: Sending
+    struct MediaUpload {
+        QByteArray data;
+        QString kind; // "image" or "file"
+        QString ext;  // without the dot
+        QString caption;
+        std::optional<qint64> width;
+        std::optional<qint64> height;
+        std::optional<QString> name; // the original file name
+    };
+    QCoro::Task<> sendMessage(qint64 chatId, QString text,
+                              std::optional<Message> replyTo = std::nullopt, bool priority = false);
+    QCoro::Task<> sendMedia(qint64 chatId, QByteArray data, QString kind, QString ext,
+                            QString caption = {}, std::optional<qint64> width = std::nullopt,
+                            std::optional<qint64> height = std::nullopt);
+    QCoro::Task<> sendMediaBatch(qint64 chatId, QList<MediaUpload> items);
+    // The recording at `filePath` is removed however the send ends.
+    QCoro::Task<> sendVoiceMessage(qint64 chatId, QByteArray data, QString filePath,
+                                   std::optional<QString> transcript, TranscriptionEngine engine,
+                                   bool priority = false);
+    QCoro::Task<QString> transcribeAudio(QByteArray data);
+    QCoro::Task<bool> forward(Message message, qint64 toChatId);
+    QCoro::Task<std::optional<qint64>> forward(Message message, User toUser);
+    QCoro::Task<> editMessage(Message message, QString text);
+    QCoro::Task<> deleteMessage(Message message);
+    QCoro::Task<> setPinned(Message message, bool pinned);
+
+    // MARK: Typing, receipts and presence
+    std::optional<qint64> firstUnreadId(qint64 chatId) const;
+    void sendTyping(qint64 chatId);
+    QStringList typingNames(qint64 chatId) const;
+    bool isReadByOthers(const Message& message) const;
+    struct ReadReceipt {
+        User user;
+        std::optional<QDateTime> at;
+    };
+    QList<ReadReceipt> readReceipts(const Message& message) const;
+    bool isOnline(qint64 userId) const { return onlineUserIds.contains(userId); }
+    QString presenceText(const User& user) const;
+
+    // MARK: Notifications
+    NotificationStyle notificationStyle() const;
+    void clearNotifications(qint64 chatId);
+    void clearAllDeliveredNotifications();
+    QCoro::Task<> setNotifPrefs(NotifPrefs prefs);
+    void persistNotifPrefs();
+    bool isMuted(qint64 chatId) const { return m_mutedChats.contains(chatId); }
+    void setMuted(qint64 chatId, bool muted);
+    void showToast(QString text);
+    const std::optional<InAppBanner>& inAppBanner() const { return m_inAppBanner; }
+    void setInAppBanner(std::optional<InAppBanner> banner);
+    // The freedesktop notifier unless one was set (tests record instead).
+    Notifier& notifier();
+    void setNotifier(std::shared_ptr<Notifier> notifier);
+
+    // MARK: Chats, groups and people
+    QCoro::Task<std::optional<ChatSummary>> createGroup(QString title, QList<qint64> memberIds);
+    QCoro::Task<std::optional<ChatSummary>> startDirect(User user);
+    QCoro::Task<> renameGroup(qint64 chatId, QString title);
+    QCoro::Task<> renameChat(qint64 chatId, QString title);
+    QCoro::Task<> deleteChat(qint64 chatId);
+    QCoro::Task<> removeChatMember(qint64 chatId, User user);
+    QCoro::Task<> addGroupMembers(qint64 chatId, QList<qint64> userIds);
+    QCoro::Task<> loadGroupRoles();
+    QCoro::Task<> setGroupRole(qint64 chatId, qint64 userId, GroupRole role);
+    GroupRole groupRole(qint64 chatId, qint64 userId) const;
+    bool canManageGroup(qint64 chatId) const;
+    QCoro::Task<> ensureAgentChat();
+    QCoro::Task<> openAgentChat();
+    QCoro::Task<> openSavedMessages();
+    QCoro::Task<> setTavikAgent(qint64 chatId, bool on);
+    bool isAIChannel(const ChatSummary& chat) const;
+
+    // MARK: Profile
+    QCoro::Task<> updateUsername(QString username);
+    QCoro::Task<> updateProfileInfo(QString competence, QString experience);
+    QCoro::Task<> updateContact(QString email, QString phone);
+    // False without a primary server or when the server refused.
+    QCoro::Task<bool> updateAddress(QString text);
+    QCoro::Task<> uploadAvatar(QByteArray jpeg);
+    QCoro::Task<> uploadGroupAvatar(qint64 chatId, QByteArray jpeg);
+    // Nominatim at the build's geocoder address unless one was set.
+    Geocoder& geocoder();
+    void setGeocoder(std::shared_ptr<Geocoder> geocoder);
+
     // MARK: Conversation list and people
     bool isSavedMessages(const ChatSummary& chat) const;
     void upsertChat(const ChatSummary& chat);
@@ -256,10 +358,6 @@ public:
     void setShowMainMenu(bool show);
     // Opens another person's profile sheet; absent closes it.
     void setProfileUser(std::optional<User> user);
-    // A short notice that clears itself after 1.5 s; a newer one keeps its full time.
-    void showToast(const QString& text);
-    // Saves the preferences on this device and sends them to the primary server.
-    QCoro::Task<> setNotifPrefs(NotifPrefs prefs);
     // The login screen's invite way in, before any session exists.
     QCoro::Task<> loginWithInvite(QString name, QString code);
     // MARK: Agent markers
@@ -527,6 +625,8 @@ signals:
     // nothing for the selected one, a system notification with the identifier
     // "deploy-<chatId>-<msgId>" when the app is in the background.
     void deployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title, QString body);
+    void bannerChanged();
+    void groupRolesChanged();
 
 private:
     void init();
@@ -606,4 +706,17 @@ private:
     mutable qint64 m_lastScanChat = 0;
     mutable QHash<qint64, std::shared_ptr<DeployScan>> m_deployScans;
     bool m_hostPollStarted = false;
+    // Conversations and notifications.
+    void notifyIfNeeded(const Message& message);
+    void showInAppBanner(const Message& message);
+    void notifyUserJoined(const User& user);
+    bool passesNotificationRules(const Message& message) const;
+    void finishSend(Message reply, int server);
+    void adoptProfile(const User& user);
+    void reindexChats() const;
+    std::optional<InAppBanner> m_inAppBanner;
+    std::shared_ptr<Notifier> m_notifier;
+    std::shared_ptr<Geocoder> m_geocoder;
+    // Where each conversation stood in `chats` when last looked up; checked on use.
+    mutable QHash<qint64, int> m_chatIndex;
 };

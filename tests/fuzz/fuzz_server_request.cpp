@@ -43,6 +43,10 @@ struct Harness {
         addSessionRoutes(*router, *ctx);
         addChatRoutes(*router, *ctx);
         addMessageRoutes(*router, *ctx);
+        addMessageActionRoutes(*router, *ctx);
+        addMediaRoutes(*router, *ctx);
+        addGroupRoutes(*router, *ctx);
+        addAvatarRoutes(*router, *ctx);
         seed();
     }
 

@@ -1,0 +1,246 @@
+// Conversations and groups as operations on a server: starting direct
+// conversations, groups and their members and roles, renaming, deleting, the
+// agent's and the saved-messages conversation.
+
+#include "store/IDCodec.h"
+#include "store/Store.h"
+
+QCoro::Task<std::optional<ChatSummary>> Store::createGroup(QString title, QList<qint64> memberIds) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return std::nullopt;
+    try {
+        auto call = primary->createGroup(title, memberIds);
+        const ChatSummary created = co_await call;
+        if (!self) co_return std::nullopt;
+        upsertChat(created);
+        co_return created;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return std::nullopt;
+    }
+}
+
+QCoro::Task<std::optional<ChatSummary>> Store::startDirect(User user) {
+    QPointer<Store> self(this);
+    const int server = IDCodec::serverId(user.id);
+    const auto target = apiFor(server);
+    if (!target) co_return std::nullopt;
+    try {
+        auto call = target->createDirect(unmapUserId(user.id, server));
+        ChatSummary direct = co_await call;
+        if (!self) co_return std::nullopt;
+        remap(direct, server);
+        upsertChat(direct);
+        co_return direct;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return std::nullopt;
+    }
+}
+
+QCoro::Task<> Store::renameGroup(qint64 chatId, QString title) {
+    auto call = renameChat(chatId, title);
+    co_await call;
+}
+
+QCoro::Task<> Store::renameChat(qint64 chatId, QString title) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    try {
+        auto call = r->api.renameChat(r->real, title);
+        ChatSummary renamed = co_await call;
+        if (!self) co_return;
+        remap(renamed, r->server);
+        upsertChat(renamed);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+QCoro::Task<> Store::deleteChat(qint64 chatId) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    try {
+        auto call = r->api.deleteChat(r->real);
+        co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    removeChat(chatId);
+    // A server joined for one conversation goes with its last one: when no
+    // conversation of r->server remains, federation's removeServer runs here.
+}
+
+QCoro::Task<> Store::removeChatMember(qint64 chatId, User user) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    try {
+        auto call = r->api.removeChatMember(r->real, unmapUserId(user.id, r->server));
+        co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    if (me && user.id == me->id) {
+        removeChat(chatId); // leaving the group
+        co_return;
+    }
+    const ChatSummary* known = chat(chatId);
+    if (!known) co_return;
+    ChatSummary& c = chats[int(known - chats.constData())];
+    c.members.removeIf([&](const User& m) { return m.id == user.id; });
+    emit chatChanged(chatId);
+}
+
+QCoro::Task<> Store::addGroupMembers(qint64 chatId, QList<qint64> userIds) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->addGroupMembers(chatId, userIds);
+        const ChatSummary updated = co_await call;
+        if (!self) co_return;
+        upsertChat(updated);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+// MARK: Roles
+
+QCoro::Task<> Store::loadGroupRoles() {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary || !token) co_return;
+    GroupRolesResponse reply;
+    try {
+        auto call = primary->groupRoles();
+        reply = co_await call;
+    } catch (const std::exception&) {
+        co_return; // part of the background refresh: the next resync tries again
+    }
+    if (!self) co_return;
+    QHash<qint64, QHash<qint64, GroupRole>> next;
+    for (const GroupRoleEntry& entry : std::as_const(reply.groupRoles))
+        next[entry.chatId][entry.userId] = entry.role;
+    groupRoles = std::move(next);
+    emit groupRolesChanged();
+}
+
+QCoro::Task<> Store::setGroupRole(qint64 chatId, qint64 userId, GroupRole role) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->setGroupRole(chatId, userId, role);
+        co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    groupRoles[chatId][userId] = role;
+    emit groupRolesChanged();
+}
+
+GroupRole Store::groupRole(qint64 chatId, qint64 userId) const {
+    return groupRoles.value(chatId).value(userId, GroupRole::user);
+}
+
+bool Store::canManageGroup(qint64 chatId) const {
+    if (!me) return false;
+    const GroupRole role = groupRole(chatId, me->id);
+    return role == GroupRole::owner || role == GroupRole::admin;
+}
+
+// MARK: The agent's and the person's own conversation
+
+bool Store::isAIChannel(const ChatSummary& c) const {
+    bool anyOther = false;
+    for (const User& member : c.members) {
+        if (me && member.id == me->id) continue;
+        if (!isBotUser(member.id)) return false;
+        anyOther = true;
+    }
+    return anyOther;
+}
+
+QCoro::Task<> Store::ensureAgentChat() {
+    QPointer<Store> self(this);
+    const auto holdsAgent = [this](const ChatSummary& c) {
+        return agentId && std::any_of(c.members.begin(), c.members.end(),
+                                      [this](const User& u) { return u.id == *agentId; });
+    };
+    if (agentChatId) {
+        const ChatSummary* known = chat(*agentChatId);
+        if (known && holdsAgent(*known)) co_return;
+    }
+    if (!agentId) {
+        co_await resync();
+        if (!self) co_return;
+    }
+    const auto primary = api();
+    if (!agentId || !primary) {
+        setLastError(QStringLiteral("AI agent unavailable — check the server"));
+        co_return;
+    }
+    try {
+        auto call = primary->createDirect(*agentId);
+        const ChatSummary direct = co_await call;
+        if (!self) co_return;
+        upsertChat(direct);
+        agentChatId = direct.id;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+QCoro::Task<> Store::openAgentChat() {
+    QPointer<Store> self(this);
+    co_await ensureAgentChat();
+    if (self && agentChatId && chat(*agentChatId)) setSelectedChatId(*agentChatId);
+}
+
+QCoro::Task<> Store::openSavedMessages() {
+    QPointer<Store> self(this);
+    if (!me) co_return;
+    for (const ChatSummary& c : std::as_const(chats)) {
+        if (!isSavedMessages(c)) continue;
+        savedChatId = c.id;
+        setSelectedChatId(c.id);
+        co_return;
+    }
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->createDirect(me->id);
+        const ChatSummary saved = co_await call;
+        if (!self) co_return;
+        upsertChat(saved);
+        savedChatId = saved.id;
+        setSelectedChatId(saved.id);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+QCoro::Task<> Store::setTavikAgent(qint64 chatId, bool on) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->setTavikAgent(chatId, on);
+        const ChatSummary updated = co_await call;
+        if (!self) co_return;
+        upsertChat(updated);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}

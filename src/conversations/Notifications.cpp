@@ -1,0 +1,153 @@
+// Whether a new message shows as a system notification, an in-app banner or
+// only in the badge. The rules keep agent chatter out of the person's way.
+
+#include "conversations/ChatPreview.h"
+#include "conversations/FreedesktopNotifier.h"
+#include "store/Prefs.h"
+#include "store/Store.h"
+
+#include "BuildSettings.h"
+
+namespace {
+constexpr double toastShownFor = 1.5;
+} // namespace
+
+NotificationStyle Store::notificationStyle() const {
+    if (notifPrefs.muteAll) return NotificationStyle::off;
+    const NotifLevel levels[] = {notifPrefs.directMessages.level, notifPrefs.groupMessages.level,
+                                 notifPrefs.mentions.level};
+    const auto any = [&](NotifLevel wanted) {
+        return std::find(std::begin(levels), std::end(levels), wanted) != std::end(levels);
+    };
+    if (any(NotifLevel::banner)) return NotificationStyle::banner;
+    if (any(NotifLevel::badge)) return NotificationStyle::badge;
+    return NotificationStyle::off;
+}
+
+Notifier& Store::notifier() {
+    if (!m_notifier)
+        setNotifier(
+            std::make_shared<FreedesktopNotifier>(QString::fromUtf8(BuildSettings::bundleId)));
+    return *m_notifier;
+}
+
+void Store::setNotifier(std::shared_ptr<Notifier> notifier) {
+    if (m_notifier) m_notifier->disconnect(this);
+    m_notifier = std::move(notifier);
+    // A click on a notification opens its conversation.
+    connect(m_notifier.get(), &Notifier::activated, this,
+            [this](qint64 chatId) { setSelectedChatId(chatId); });
+}
+
+// The tests a message must pass for a banner or a notification, apart from
+// the style and whether the app is in front.
+bool Store::passesNotificationRules(const Message& message) const {
+    if (isMuted(message.chatId)) return false;
+    if (me && message.senderId == me->id) return false;
+    if (message.id <= 0 || message.isCCControl() || message.isCCWorking()) return false;
+    const ChatSummary* c = chat(message.chatId);
+    if (!c) return false;
+    // A bot outside an AI channel stays quiet unless it asks for a decision.
+    return !isBotUser(message.senderId) || isAIChannel(*c) || message.isDecisionPrompt();
+}
+
+void Store::notifyIfNeeded(const Message& message) {
+    if (notificationStyle() != NotificationStyle::banner || appActive()) return;
+    if (!passesNotificationRules(message)) return;
+    const ChatSummary* c = chat(message.chatId);
+    const CatPref& category = c->isGroup() ? notifPrefs.groupMessages : notifPrefs.directMessages;
+    SystemNotification n;
+    n.identifier = QStringLiteral("msg-%1").arg(message.id);
+    n.title = c->displayTitle(me ? std::optional(me->id) : std::nullopt);
+    if (c->isGroup()) n.subtitle = message.senderName;
+    n.body = previewBody(message);
+    n.sound = category.sound;
+    n.chatId = message.chatId;
+    notifier().post(n);
+}
+
+void Store::showInAppBanner(const Message& message) {
+    if (notificationStyle() == NotificationStyle::off || !appActive()) return;
+    if (selectedChatId() == message.chatId || !passesNotificationRules(message)) return;
+    const ChatSummary* c = chat(message.chatId);
+    setInAppBanner(InAppBanner{QUuid::createUuid(), message.chatId,
+                               c->displayTitle(me ? std::optional(me->id) : std::nullopt),
+                               message.senderName, previewBody(message), message.senderId});
+}
+
+void Store::notifyUserJoined(const User& user) {
+    if (appActive()) {
+        setInAppBanner(InAppBanner{QUuid::createUuid(), std::nullopt,
+                                   L(QStringLiteral("New contact")), user.username,
+                                   L(QStringLiteral("joined Velmarin")), user.id});
+        return;
+    }
+    if (notificationStyle() == NotificationStyle::off) return;
+    SystemNotification n;
+    n.identifier = QStringLiteral("join-%1").arg(user.id);
+    n.title = L(QStringLiteral("New contact"));
+    n.body = user.username + QStringLiteral(" joined Velmarin");
+    n.sound = true;
+    notifier().post(n);
+}
+
+void Store::clearNotifications(qint64 chatId) {
+    QStringList ids;
+    for (const SystemNotification& n : notifier().delivered())
+        if (n.chatId == chatId) ids.push_back(n.identifier);
+    if (!ids.isEmpty()) notifier().remove(ids);
+}
+
+void Store::clearAllDeliveredNotifications() {
+    notifier().removeAll();
+}
+
+void Store::setInAppBanner(std::optional<InAppBanner> banner) {
+    if (m_inAppBanner == banner) return;
+    m_inAppBanner = std::move(banner);
+    emit bannerChanged();
+}
+
+// MARK: Preferences and muting
+
+void Store::persistNotifPrefs() {
+    Prefs::shared().writeJson(QStringLiteral("notifPrefs"), notifPrefs);
+}
+
+QCoro::Task<> Store::setNotifPrefs(NotifPrefs prefs) {
+    QPointer<Store> self(this);
+    notifPrefs = prefs;
+    persistNotifPrefs();
+    refreshBadge();
+    emit settingsChanged();
+    const auto primary = api();
+    if (!primary || !token) co_return;
+    try {
+        // Only this device's choice: a refusal leaves the local value in force.
+        auto call = primary->setNotifPrefs(prefs, pushToken);
+        co_await call;
+    } catch (const std::exception&) {
+    }
+}
+
+void Store::setMuted(qint64 chatId, bool muted) {
+    QSet<qint64> next = m_mutedChats;
+    if (muted)
+        next.insert(chatId);
+    else
+        next.remove(chatId);
+    setMutedChats(next);
+}
+
+void Store::showToast(QString text) {
+    toast = text;
+    const int generation = ++toastId;
+    emit toastChanged();
+    // A newer toast keeps its full time: only the latest one clears itself.
+    [](QPointer<Store> self, int generation) -> QCoro::Task<> {
+        co_await self->sleep(toastShownFor);
+        if (!self || self->toastId != generation) co_return;
+        self->toast.reset();
+        emit self->toastChanged();
+    }(QPointer<Store>(this), generation);
+}

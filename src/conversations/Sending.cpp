@@ -1,0 +1,301 @@
+// Every way a message leaves the client and every change to one that exists:
+// text with an optimistic local copy, media singly or as an album, voice with
+// its transcript, forwards, edits, deletes and pins.
+
+#include "agent/MarkerConfig.h"
+#include "store/IDCodec.h"
+#include "store/Store.h"
+
+#include <QFile>
+#include <QLocale>
+
+namespace {
+
+// The language a server should transcribe in: the app's own language when
+// one is chosen, the system's otherwise.
+QString speechLanguageCode() {
+    if (Loc::current() != AppLanguage::system) return rawValue(Loc::current());
+    const QStringList preferred = QLocale::system().uiLanguages();
+    return preferred.isEmpty() ? QStringLiteral("en") : preferred.first().left(2);
+}
+
+// Removes a recording when the send that owns it ends, however it ends.
+struct RemoveFileAtEnd {
+    QString path;
+    ~RemoveFileAtEnd() {
+        if (!path.isEmpty()) QFile::remove(path);
+    }
+};
+
+} // namespace
+
+void Store::finishSend(Message reply, int server) {
+    remap(reply, server);
+    upsertMessage(reply);
+    updateChatLast(reply);
+}
+
+// MARK: Text
+
+QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Message> replyTo,
+                                 bool priority) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r || !me) co_return;
+    const QString body = priority ? Config::ccPriorityPrefix.toString() + text : text;
+    const qint64 tempId = nextTempId--;
+    Message local;
+    local.id = tempId;
+    local.chatId = chatId;
+    local.senderId = me->id;
+    local.senderName = me->username;
+    local.text = body;
+    if (replyTo)
+        local.replyTo =
+            ReplySnippet{replyTo->id, replyTo->senderId, replyTo->senderName, replyTo->text};
+    local.createdAt = nowMs();
+    local.isPending = true;
+    QList<Message>& history = messages[chatId];
+    history.push_back(local);
+    emit timelineChanged(chatId, {TimelineChange::inserted, int(history.size()) - 1, 1});
+    updateChatLast(local);
+    bumpUserActivity(chatId, local.createdAt);
+    // The agent's session lights its working state here for 12 s (ccOptimisticWorking).
+
+    const std::optional<qint64> replyReal =
+        replyTo ? std::optional(IDCodec::decode(replyTo->id).real) : std::nullopt;
+    Message reply;
+    try {
+        auto call = r->api.send(r->real, body, replyReal);
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        if (!self) co_return;
+        // Only this send's copy goes; nothing is retried or put back in the composer.
+        removeMessage(chatId, tempId);
+        setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    remap(reply, r->server);
+    removeMessage(chatId, tempId);
+    upsertMessage(reply);
+    updateChatLast(reply);
+    // A priority send stops the session once the server has the message
+    // (ccStopSession); an extra server without a live link is refreshed in a
+    // burst (burstRefreshExtra).
+}
+
+// MARK: Media
+
+QCoro::Task<> Store::sendMedia(qint64 chatId, QByteArray data, QString kind, QString ext,
+                               QString caption, std::optional<qint64> width,
+                               std::optional<qint64> height) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    Api::MediaUpload meta;
+    meta.kind = kind;
+    meta.ext = ext;
+    meta.caption = caption;
+    meta.width = width;
+    meta.height = height;
+    Message reply;
+    try {
+        auto call = r->api.uploadMedia(r->real, data, meta);
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    finishSend(reply, r->server);
+    bumpUserActivity(chatId, std::nullopt);
+    setLastError(std::nullopt);
+}
+
+QCoro::Task<> Store::sendMediaBatch(qint64 chatId, QList<MediaUpload> items) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r || items.isEmpty()) co_return;
+    if (items.size() == 1) {
+        const MediaUpload& one = items.first();
+        auto single =
+            sendMedia(chatId, one.data, one.kind, one.ext, one.caption, one.width, one.height);
+        co_await single;
+        co_return;
+    }
+    QString caption;
+    for (const MediaUpload& item : std::as_const(items))
+        if (!item.caption.isEmpty()) {
+            caption = item.caption;
+            break;
+        }
+    QList<Api::AlbumItem> uploaded;
+    for (const MediaUpload& item : std::as_const(items)) {
+        try {
+            auto call = r->api.uploadBlob(r->real, item.data, item.kind, item.ext);
+            const QString file = co_await call;
+            uploaded.push_back({item.kind, file, item.width, item.height, item.name});
+        } catch (const std::exception& e) {
+            if (!self) co_return;
+            setLastError(describeError(e)); // the others still go
+        }
+        if (!self) co_return;
+    }
+    if (uploaded.size() >= 2) {
+        try {
+            auto call = r->api.sendAlbum(r->real, caption, uploaded);
+            const Message reply = co_await call;
+            if (!self) co_return;
+            finishSend(reply, r->server);
+            bumpUserActivity(chatId, std::nullopt);
+            setLastError(std::nullopt);
+            co_return;
+        } catch (const std::exception& e) {
+            if (!self) co_return;
+            setLastError(describeError(e));
+        }
+    }
+    // Too few uploads for an album: every item goes on its own, uploaded ones again too.
+    for (const MediaUpload& item : std::as_const(items)) {
+        const bool isFile = item.kind == QLatin1String("file");
+        const QString itemCaption = isFile ? item.name.value_or(item.caption) : item.caption;
+        auto single =
+            sendMedia(chatId, item.data, item.kind, item.ext, itemCaption, item.width, item.height);
+        co_await single;
+        if (!self) co_return;
+    }
+}
+
+// MARK: Voice
+
+QCoro::Task<> Store::sendVoiceMessage(qint64 chatId, QByteArray data, QString filePath,
+                                      std::optional<QString> transcript, TranscriptionEngine engine,
+                                      bool priority) {
+    QPointer<Store> self(this);
+    const RemoveFileAtEnd cleanup{filePath};
+    const auto r = route(chatId);
+    if (!r) co_return;
+    const bool onDevice = isOnDevice(engine);
+    Api::MediaUpload meta;
+    meta.kind = QStringLiteral("audio");
+    meta.ext = QStringLiteral("m4a");
+    meta.caption = priority ? Config::ccPriorityPrefix.toString() : QString();
+    meta.clientTranscribe = onDevice;
+    if (!onDevice) {
+        meta.engine = rawValue(engine);
+        meta.lang = speechLanguageCode();
+    }
+    Message uploaded;
+    try {
+        auto call = r->api.uploadMedia(r->real, data, meta);
+        uploaded = co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    const qint64 realId = uploaded.id;
+    finishSend(uploaded, r->server);
+    setLastError(std::nullopt);
+    if (onDevice) {
+        const QString text = transcript.value_or(QString()).trimmed();
+        // No transcript of our own: the server is asked to transcribe after all.
+        const bool fallback = text.isEmpty();
+        try {
+            auto call = r->api.setTranscript(realId, text, fallback);
+            Message withText = co_await call;
+            if (!self) co_return;
+            remap(withText, r->server);
+            upsertMessage(withText);
+        } catch (const std::exception&) {
+            // The voice message stays as uploaded.
+        }
+    }
+    // As with text: burstRefreshExtra for an extra server, ccStopSession for priority.
+}
+
+QCoro::Task<QString> Store::transcribeAudio(QByteArray data) {
+    const auto primary = api();
+    if (!primary) co_return QString();
+    try {
+        auto call = primary->transcribe(data);
+        co_return co_await call;
+    } catch (const std::exception&) {
+        co_return QString();
+    }
+}
+
+// MARK: Changes to existing messages (primary server, ids as they stand)
+
+QCoro::Task<bool> Store::forward(Message message, qint64 toChatId) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return false;
+    try {
+        auto call = primary->forward(toChatId, message.id);
+        const Message copy = co_await call;
+        if (!self) co_return false;
+        if (messages.contains(toChatId)) upsertMessage(copy);
+        updateChatLast(copy);
+        setLastError(std::nullopt);
+        co_return true;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return false;
+    }
+}
+
+QCoro::Task<std::optional<qint64>> Store::forward(Message message, User toUser) {
+    QPointer<Store> self(this);
+    auto start = startDirect(toUser);
+    const std::optional<ChatSummary> direct = co_await start;
+    if (!self || !direct) co_return std::nullopt;
+    auto send = forward(message, direct->id);
+    const bool ok = co_await send;
+    if (!ok) co_return std::nullopt;
+    co_return direct->id;
+}
+
+QCoro::Task<> Store::editMessage(Message message, QString text) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->edit(message.id, text);
+        const Message edited = co_await call;
+        if (!self) co_return;
+        upsertMessage(edited);
+        refreshChatLastIfNeeded(edited);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+QCoro::Task<> Store::deleteMessage(Message message) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (!primary) co_return;
+    try {
+        auto call = primary->deleteMessage(message.id);
+        co_await call;
+        if (!self) co_return;
+        removeMessage(message.chatId, message.id);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
+
+QCoro::Task<> Store::setPinned(Message message, bool pinned) {
+    QPointer<Store> self(this);
+    const auto primary = api();
+    if (message.isPending || message.id <= 0 || !primary) co_return;
+    try {
+        auto call = primary->setPinned(message.id, pinned);
+        const ChatSummary updated = co_await call;
+        if (!self) co_return;
+        upsertChat(updated);
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+}
