@@ -27,7 +27,8 @@ std::optional<QString> allowedName(const ServerOptions& opts, const QString& nam
 HttpReply nameLogin(Context& ctx, const HttpRequest& req) {
     QString name = body::requireString(req.body, QStringLiteral("username")).trimmed();
     // Inside the private network the network itself identifies the owner.
-    if (name.isEmpty() && req.fromLoopback() && !ctx.options.owner.isEmpty())
+    if (name.isEmpty() && req.fromLoopback() && ctx.options.loopbackOwner &&
+        !ctx.options.owner.isEmpty())
         name = ctx.options.owner;
     const auto allowed = allowedName(ctx.options, name);
     if (name.isEmpty() || !allowed)

@@ -60,6 +60,9 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("The owner's name: an empty-name login from loopback signs in as "
                         "the owner, who may also report build status."),
          QStringLiteral("name")},
+        {QStringLiteral("no-loopback-owner"),
+         QStringLiteral("Refuse empty-name logins from loopback instead of signing them in as "
+                        "the owner; for setups where several people share one machine.")},
         {QStringLiteral("bots"),
          QStringLiteral("Comma-separated bot accounts, made at start and listed in botIds; "
                         "they sign in by name."),
@@ -151,6 +154,7 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     }
     opts.names = splitList(parser.value(QStringLiteral("names")));
     opts.owner = parser.value(QStringLiteral("owner")).trimmed();
+    opts.loopbackOwner = !parser.isSet(QStringLiteral("no-loopback-owner"));
     opts.bots = splitList(parser.value(QStringLiteral("bots")));
     opts.webSocket = !parser.isSet(QStringLiteral("no-websocket"));
     opts.discovered = splitList(parser.value(QStringLiteral("discovered")));

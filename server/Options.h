@@ -14,6 +14,8 @@ struct ServerOptions {
     std::optional<quint16> httpPort;
     QStringList names;
     QString owner;
+    // Off when many people share one machine (tests): then only names sign in.
+    bool loopbackOwner = true;
     // Bot accounts made at start; they sign in by name like the configured names.
     QStringList bots;
     bool webSocket = true;

@@ -40,27 +40,7 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
         if (!self) co_return;
         for (const Message& m : std::as_const(page))
             captureCCMarkers(m);
-        QList<Message>& local = messages[chatId];
-        if (local.isEmpty()) {
-            local = page;
-            m_unorderedTimelines.remove(chatId);
-            emit timelineChanged(chatId, {TimelineChange::reset, 0, int(local.size())});
-        } else {
-            const auto lastReal = std::find_if(local.crbegin(), local.crend(),
-                                               [](const Message& m) { return m.id > 0; });
-            // Only pending messages: the page is dropped; otherwise newer ones go at the end.
-            if (lastReal != local.crend()) {
-                const qint64 after = lastReal->id;
-                const int start = int(local.size());
-                // Appending behind pending copies leaves real messages after them.
-                if (local.last().id < 0) m_unorderedTimelines.insert(chatId);
-                for (const Message& m : std::as_const(page))
-                    if (m.id > after) local.push_back(m);
-                if (local.size() > start)
-                    emit timelineChanged(
-                        chatId, {TimelineChange::inserted, start, int(local.size()) - start});
-            }
-        }
+        mergeNewestPage(chatId, page, false);
         hasMore[chatId] = page.size() >= pageSize;
     }
     bumpUserActivity(chatId, std::nullopt);
@@ -226,6 +206,44 @@ void Store::upsertMessage(const Message& message) {
     const int index = insertionIndex(list, message);
     list.insert(index, message);
     emit timelineChanged(message.chatId, {TimelineChange::inserted, index, 1});
+}
+
+bool Store::mergeNewestPage(qint64 chatId, const QList<Message>& page, bool pendingOnlyTakesPage) {
+    QList<Message>& local = messages[chatId];
+    if (local.isEmpty()) {
+        local = page;
+        m_unorderedTimelines.remove(chatId);
+        emit timelineChanged(chatId, {TimelineChange::reset, 0, int(local.size())});
+        return true;
+    }
+    const auto lastReal =
+        std::find_if(local.crbegin(), local.crend(), [](const Message& m) { return m.id > 0; });
+    if (lastReal == local.crend() && !pendingOnlyTakesPage) return false;
+    const qint64 after = lastReal == local.crend() ? 0 : lastReal->id;
+    fillHoles(chatId, page, after);
+    const int start = int(local.size());
+    // Appending behind pending copies leaves real messages after them.
+    if (local.last().id < 0) m_unorderedTimelines.insert(chatId);
+    for (const Message& m : page)
+        if (m.id > after) local.push_back(m);
+    if (local.size() > start)
+        emit timelineChanged(chatId, {TimelineChange::inserted, start, int(local.size()) - start});
+    return false;
+}
+
+// Messages the live link missed while it was down but newer ones already
+// arrived over it: they belong inside the tail, not behind it. Copies the
+// client holds stay as they are.
+void Store::fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo) {
+    if (m_unorderedTimelines.contains(chatId)) return;
+    QList<Message>& local = messages[chatId];
+    for (const Message& m : page) {
+        if (m.id <= 0 || m.id >= upTo) continue;
+        const int place = orderedPlace(local, m.id);
+        if (place < 0) continue;
+        local.insert(place, m);
+        emit timelineChanged(chatId, {TimelineChange::inserted, place, 1});
+    }
 }
 
 void Store::removeMessage(qint64 chatId, qint64 id) {

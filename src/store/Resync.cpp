@@ -95,27 +95,8 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
             if (!self) co_return;
             for (const Message& m : page)
                 captureCCMarkers(m);
-            QList<Message>& local = messages[*selected];
-            if (local.isEmpty()) {
-                local = page;
-                m_unorderedTimelines.remove(*selected);
+            if (mergeNewestPage(*selected, page, true))
                 hasMore[*selected] = page.size() >= pageSize;
-                emit timelineChanged(*selected, {TimelineChange::reset, 0, int(local.size())});
-            } else {
-                qint64 lastReal = 0;
-                for (auto it = local.crbegin(); it != local.crend(); ++it)
-                    if (it->id > 0) {
-                        lastReal = it->id;
-                        break;
-                    }
-                const int start = int(local.size());
-                if (local.last().id < 0) m_unorderedTimelines.insert(*selected);
-                for (const Message& m : page)
-                    if (m.id > lastReal) local.push_back(m);
-                if (local.size() > start)
-                    emit timelineChanged(
-                        *selected, {TimelineChange::inserted, start, int(local.size()) - start});
-            }
         } catch (const std::exception&) {
         }
         if (!self) co_return;

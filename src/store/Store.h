@@ -191,6 +191,9 @@ public:
     QCoro::Task<> prefetchHistories();
     int visibleMessageCount(qint64 chatId) const;
     void upsertMessage(const Message& message);
+    // The newest page joined to a loaded history: newer messages go at the end,
+    // missing ones inside the tail take their place. True when the history was empty.
+    bool mergeNewestPage(qint64 chatId, const QList<Message>& page, bool pendingOnlyTakesPage);
     void removeMessage(qint64 chatId, qint64 id);
     void updateChatLast(const Message& message);
     void refreshChatLastIfNeeded(const Message& message);
@@ -643,6 +646,7 @@ private:
     QCoro::Task<> refreshSelectedAfterResync();
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
+    void fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo);
     void storeUserActivity();
     void flushUserActivity();
     void sortChats();

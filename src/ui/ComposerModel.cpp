@@ -31,7 +31,7 @@ std::optional<QByteArray> readFile(const QUrl& url) {
 }
 } // namespace
 
-QString sizeString(qint64 bytes) {
+QString attachmentSizeText(qint64 bytes) {
     return QLocale().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
 }
 
@@ -216,7 +216,7 @@ QVariantList ComposerModel::pendingFiles() const {
     for (const PendingFile& file : m_files)
         out.push_back(QVariantMap{{QStringLiteral("id"), file.id.toString(QUuid::WithoutBraces)},
                                   {QStringLiteral("name"), file.name},
-                                  {QStringLiteral("size"), sizeString(file.data.size())},
+                                  {QStringLiteral("size"), attachmentSizeText(file.data.size())},
                                   {QStringLiteral("icon"), FileComposer::icon(file.name)}});
     return out;
 }

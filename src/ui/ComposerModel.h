@@ -124,4 +124,4 @@ private:
 };
 
 // The byte count the way a file manager shows it ("1.2 MB").
-QString sizeString(qint64 bytes);
+QString attachmentSizeText(qint64 bytes);

@@ -46,7 +46,9 @@ class TestLoginViewModel : public QObject {
 
 private slots:
     void initTestCase() {
-        server = std::make_unique<ServerProcess>();
+        ServerProcess::Options options;
+        options.loopbackOwner = true; // the private network's sign-in is under test
+        server = std::make_unique<ServerProcess>(options);
         QVERIFY2(server->start(), qPrintable(server->errorString()));
     }
 
@@ -164,7 +166,6 @@ private slots:
         QVERIFY2(store.token, qPrintable(vm.errorText()));
         QCOMPARE(store.me->username, "carol");
         QVERIFY(!store.me->isGuest.value_or(false));
-        QEXPECT_FAIL("", "velmarin-server does not serve POST api/chats/join yet", Continue);
         QVERIFY(hasChatTitled(store, "Named join"));
     }
 

@@ -44,7 +44,8 @@ private slots:
             ServerProcess::Options{{},
                                    QStringLiteral("demo"),
                                    {QStringLiteral("--seed-demo"),
-                                    QStringLiteral("--agent-pace-ms"), QStringLiteral("20")}});
+                                    QStringLiteral("--agent-pace-ms"), QStringLiteral("20")},
+                                   true});
         QVERIFY2(m_server->start(), qPrintable(m_server->errorString()));
         m_owner.setBase(m_server->httpUrl());
         // The owner is whoever signs in with an empty name from this machine.

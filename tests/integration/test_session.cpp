@@ -34,7 +34,9 @@ class TestSession : public QObject {
 
 private slots:
     void initTestCase() {
-        server = std::make_unique<ServerProcess>();
+        ServerProcess::Options options;
+        options.loopbackOwner = true; // the private network's sign-in is under test
+        server = std::make_unique<ServerProcess>(options);
         QVERIFY2(server->start(), qPrintable(server->errorString()));
     }
 
@@ -160,11 +162,19 @@ private slots:
         wellKnown(kClosedServer, kClosedServer, kClosedServer);
         auto store = launchSignedIn(*server, "alice");
         Prefs& prefs = Prefs::shared();
-        const QStringList kept{"design", "accent", "appLanguage", "notifPrefs", "mutedChats",
-                               "ccPermissions", "userActivity", "serverPlatform", "deviceUUID"};
-        const QStringList cleared{"token", "me", "guestServerURL", "claudeUsageCache",
-                                  "serverClaudeEmail", "serverClaudeUsage", "extraServers",
-                                  "serverTokens", "ccWorkdirs", "primaryBaseURL"};
+        const QStringList kept{"design",       "accent",         "appLanguage",
+                               "notifPrefs",   "mutedChats",     "ccPermissions",
+                               "userActivity", "serverPlatform", "deviceUUID"};
+        const QStringList cleared{"token",
+                                  "me",
+                                  "guestServerURL",
+                                  "claudeUsageCache",
+                                  "serverClaudeEmail",
+                                  "serverClaudeUsage",
+                                  "extraServers",
+                                  "serverTokens",
+                                  "ccWorkdirs",
+                                  "primaryBaseURL"};
         for (const QString& key : kept + cleared)
             if (!prefs.contains(key)) prefs.setValue(key, "x");
         Store::deviceId();
@@ -174,8 +184,10 @@ private slots:
         store->userActivity[1] = 5;
 
         store->logout();
-        for (const QString& key : cleared) QVERIFY2(!prefs.contains(key), qPrintable(key));
-        for (const QString& key : kept) QVERIFY2(prefs.contains(key), qPrintable(key));
+        for (const QString& key : cleared)
+            QVERIFY2(!prefs.contains(key), qPrintable(key));
+        for (const QString& key : kept)
+            QVERIFY2(prefs.contains(key), qPrintable(key));
         QVERIFY(prefs.boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value_or(false));
         QCOMPARE(PinRegistry::shared().allPins(), pins);
         QVERIFY(!store->token && !store->me && !store->ws && !store->wsConnected);
@@ -197,12 +209,14 @@ private slots:
     void enginesFromTheServerList() {
         Store store;
         store.applyAvailableEngines(QList<QString>{});
-        QCOMPARE(store.availableServerEngines, QList<TranscriptionEngine>{TranscriptionEngine::whisper});
+        QCOMPARE(store.availableServerEngines,
+                 QList<TranscriptionEngine>{TranscriptionEngine::whisper});
         store.setTranscriptionEngine(TranscriptionEngine::whisper);
         store.applyAvailableEngines(std::nullopt); // an old server: whisper
         QCOMPARE(store.transcriptionEngine(), TranscriptionEngine::whisper);
         store.applyAvailableEngines(QList<QString>{"apple", "unknown"});
-        QCOMPARE(store.availableServerEngines, QList<TranscriptionEngine>{TranscriptionEngine::whisper});
+        QCOMPARE(store.availableServerEngines,
+                 QList<TranscriptionEngine>{TranscriptionEngine::whisper});
     }
 };
 

@@ -102,6 +102,30 @@ private slots:
         QCOMPARE(alice->hasMore.value(c.id, true), false); // updated from the page all the same
     }
 
+    // The link was down for some messages while newer ones already arrived
+    // live: the newest page puts the missed ones inside the tail, keeps the
+    // copies the client has, and doubles nothing.
+    void newestPageFillsWhatTheLinkMissed() {
+        const ChatSummary c = freshGroup(*bob);
+        postMany(*bob, c.id, 6, "seen");
+        await(alice->openChat(c.id));
+        QList<Message>& local = alice->messages[c.id];
+        QCOMPARE(local.size(), 6);
+        const qint64 kept = local[4].id;
+        local[4].text = "edited here";
+        local.removeAt(2); // missed while the link was down
+        local.removeAt(1);
+        await(alice->openChat(c.id));
+        const QList<Message>& after = alice->messages[c.id];
+        QCOMPARE(after.size(), 6);
+        for (int i = 1; i < after.size(); ++i)
+            QVERIFY(after[i - 1].id < after[i].id);
+        QCOMPARE(
+            std::find_if(after.begin(), after.end(), [&](const Message& m) { return m.id == kept; })
+                ->text,
+            "edited here");
+    }
+
     void eventForAnUnloadedConversationStoresNothing() {
         const ChatSummary c = freshGroup(*bob);
         const Message m = await(bob->api.send(c.id, "nobody has opened this"));

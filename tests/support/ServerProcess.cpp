@@ -28,6 +28,7 @@ QStringList ServerProcess::arguments() const {
                      QStringLiteral("--http-port"), QString::number(m_httpPort)};
     if (!m_options.names.isEmpty()) args << QStringLiteral("--names") << m_options.names.join(u',');
     if (!m_options.owner.isEmpty()) args << QStringLiteral("--owner") << m_options.owner;
+    if (!m_options.loopbackOwner) args << QStringLiteral("--no-loopback-owner");
     return args + m_options.extraArgs;
 }
 

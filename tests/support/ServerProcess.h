@@ -15,6 +15,9 @@ public:
         QStringList names{QStringLiteral("alice"), QStringLiteral("bob"), QStringLiteral("carol")};
         QString owner = QStringLiteral("owner");
         QStringList extraArgs;
+        // Whether an empty-name login from this machine signs in as the owner.
+        // Off by default: a launched client would otherwise move to the owner's account.
+        bool loopbackOwner = false;
     };
 
     ServerProcess();
