@@ -8,8 +8,23 @@
 
 #include "BuildSettings.h"
 
+#include <QRandomGenerator>
+
 namespace {
 constexpr double toastShownFor = 1.5;
+
+// A banner's identity only has to differ from the last one's; the kernel's
+// entropy source behind QUuid::createUuid costs a system call per message.
+QUuid bannerId() {
+    quint32 words[4];
+    QRandomGenerator::global()->fillRange(words);
+    QUuid id(words[0], quint16(words[1]), quint16(words[1] >> 16), uchar(words[2]),
+             uchar(words[2] >> 8), uchar(words[2] >> 16), uchar(words[2] >> 24), uchar(words[3]),
+             uchar(words[3] >> 8), uchar(words[3] >> 16), uchar(words[3] >> 24));
+    id.data3 = quint16((id.data3 & 0x0fff) | 0x4000); // version 4
+    id.data4[0] = uchar((id.data4[0] & 0x3f) | 0x80); // RFC 4122 variant
+    return id;
+}
 } // namespace
 
 NotificationStyle Store::notificationStyle() const {
@@ -70,16 +85,15 @@ void Store::showInAppBanner(const Message& message) {
     if (notificationStyle() == NotificationStyle::off || !appActive()) return;
     if (selectedChatId() == message.chatId || !passesNotificationRules(message)) return;
     const ChatSummary* c = chat(message.chatId);
-    setInAppBanner(InAppBanner{QUuid::createUuid(), message.chatId,
+    setInAppBanner(InAppBanner{bannerId(), message.chatId,
                                c->displayTitle(me ? std::optional(me->id) : std::nullopt),
                                message.senderName, previewBody(message), message.senderId});
 }
 
 void Store::notifyUserJoined(const User& user) {
     if (appActive()) {
-        setInAppBanner(InAppBanner{QUuid::createUuid(), std::nullopt,
-                                   L(QStringLiteral("New contact")), user.username,
-                                   L(QStringLiteral("joined Velmarin")), user.id});
+        setInAppBanner(InAppBanner{bannerId(), std::nullopt, L(QStringLiteral("New contact")),
+                                   user.username, L(QStringLiteral("joined Velmarin")), user.id});
         return;
     }
     if (notificationStyle() == NotificationStyle::off) return;

@@ -84,6 +84,8 @@ bool hostFollowerOk(QStringView s, qsizetype p) {
 }
 
 qsizetype schemeLength(QStringView s, qsizetype i) {
+    // Most words start elsewhere: skip the case-folding comparisons for them.
+    if (s[i] != u'h' && s[i] != u'H') return 0;
     const QStringView rest = s.sliced(i);
     if (rest.startsWith(u"https://", Qt::CaseInsensitive)) return 8;
     if (rest.startsWith(u"http://", Qt::CaseInsensitive)) return 7;
