@@ -80,6 +80,7 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
     removeMessage(chatId, tempId);
     upsertMessage(reply);
     updateChatLast(reply);
+    burstRefreshExtra(chatId);
     // A priority send stops the session once the server has the message
     // (ccStopSession); an extra server without a live link is refreshed in a
     // burst (burstRefreshExtra).
