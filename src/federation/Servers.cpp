@@ -217,18 +217,30 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
                     chats.begin(), chats.end(),
                     [server](const ChatSummary& c) { return IDCodec::serverId(c.id) == server; }),
                 chats.end());
-    chats.append(incoming);
-    sortChats();
-    for (const ChatSummary& c : std::as_const(incoming)) {
-        if (const auto& last = c.lastMessage) {
-            captureCCMarkers(*last);
-            cacheVisiblePreview(*last);
-            if (!isBotUser(last->senderId) && !last->isCCControl())
-                bumpUserActivity(c.id, last->createdAt);
-        }
+    // The list is normally in order already: sorting only the newcomers and
+    // merging them in gives the order a sort of the joined list would.
+    const auto newer = [](const ChatSummary& a, const ChatSummary& b) {
+        return a.activityAt() > b.activityAt();
+    };
+    std::stable_sort(incoming.begin(), incoming.end(), newer);
+    const qsizetype kept = chats.size();
+    chats.reserve(kept + incoming.size());
+    for (ChatSummary& c : incoming)
+        chats.push_back(std::move(c));
+    if (std::is_sorted(chats.begin(), chats.begin() + kept, newer))
+        std::inplace_merge(chats.begin(), chats.begin() + kept, chats.end(), newer);
+    else
+        std::stable_sort(chats.begin(), chats.end(), newer);
+    for (const ChatSummary& c : std::as_const(chats)) {
+        if (IDCodec::serverId(c.id) != server || !c.lastMessage) continue;
+        const Message& last = *c.lastMessage;
+        captureCCMarkers(last);
+        cacheVisiblePreview(last);
+        if (!isBotUser(last.senderId) && !last.isCCControl())
+            bumpUserActivity(c.id, last.createdAt);
     }
-    for (const ChatSummary& c : std::as_const(incoming))
-        resolveBuriedUserActivity(c);
+    for (const ChatSummary& c : std::as_const(chats))
+        if (IDCodec::serverId(c.id) == server) resolveBuriedUserActivity(c);
     emit chatsReset();
     if (const auto selected = selectedChatId(); selected && IDCodec::serverId(*selected) == server)
         markRead(*selected);
