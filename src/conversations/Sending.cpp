@@ -33,6 +33,7 @@ void Store::finishSend(Message reply, int server) {
     remap(reply, server);
     upsertMessage(reply);
     updateChatLast(reply);
+    burstRefreshExtra(reply.chatId);
 }
 
 // MARK: Text

@@ -10,6 +10,7 @@
 #include "support/ServerProcess.h"
 
 #include <QBuffer>
+#include <QJsonDocument>
 #include <QTest>
 
 namespace {
@@ -163,6 +164,16 @@ private slots:
         // No event tells of a new conversation: the periodic bootstrap does.
         const ChatSummary fresh = await(bobS.api.createGroup("fresh", {aliceS.user.id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(global(fresh.id, 2)), 8000);
+
+        // A message for a conversation the client lacks brings that server's bootstrap.
+        alice->stopExtraPolling();
+        const ChatSummary unseen = await(bobS.api.createGroup("unseen", {aliceS.user.id}));
+        const Message first = await(bobS.api.send(unseen.id, "first"));
+        QTest::qWait(300);
+        QVERIFY(!alice->chat(global(unseen.id, 2)));
+        const QJsonObject frame{{"type", "message"}, {"message", first.toJson()}};
+        alice->handleEvent(QString::fromUtf8(QJsonDocument(frame).toJson()), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(global(unseen.id, 2)), 5000);
     }
 
     void burstAfterSendEndsWithTheSelection() {
