@@ -9,6 +9,7 @@ namespace {
 
 constexpr qint64 kNonceLifetimeMs = 5 * 60 * 1000;
 constexpr int kMaxNameLength = 64;
+constexpr qint64 kPairCodeLifetimeMs = 10 * 60 * 1000;
 
 QJsonObject loginReply(const QString& token, const UserRow& user) {
     return QJsonObject{{QStringLiteral("token"), token},
@@ -126,6 +127,40 @@ HttpReply keyLogin(Context& ctx, const HttpRequest& req) {
     return HttpReply::json(keyAuthReply(ctx, *user, key->first));
 }
 
+// A second device of a signed-in person redeems the code with its own key.
+HttpReply pairCode(Context& ctx, const HttpRequest& req) {
+    const qint64 now = Storage::now();
+    for (auto it = ctx.pairCodes.begin(); it != ctx.pairCodes.end();)
+        it = now - it->issuedAt > kPairCodeLifetimeMs ? ctx.pairCodes.erase(it) : std::next(it);
+    // Short enough to type: 10 characters without look-alikes.
+    static const QString alphabet = QStringLiteral("ABCDEFGHJKLMNPQRSTUVWXYZ23456789");
+    const QByteArray random = QByteArray::fromBase64(crypto::randomToken(16).toLatin1());
+    QString code;
+    for (int i = 0; i < 10; ++i)
+        code.push_back(alphabet[quint8(random.at(i % random.size())) % alphabet.size()]);
+    ctx.pairCodes.insert(code, PendingPair{req.me().userId, now});
+    return HttpReply::json(
+        QJsonObject{{QStringLiteral("code"), code},
+                    {QStringLiteral("expiresInSeconds"), kPairCodeLifetimeMs / 1000},
+                    {QStringLiteral("fingerprint"), ctx.identity.fingerprint}});
+}
+
+HttpReply pair(Context& ctx, const HttpRequest& req) {
+    const QString code = body::requireString(req.body, QStringLiteral("code")).trimmed().toUpper();
+    const QString pubkey = requireDeviceKey(req.body);
+    const QString label = body::optString(req.body, QStringLiteral("label")).value_or(QString());
+    // One use, right or wrong key.
+    const std::optional<PendingPair> pending =
+        ctx.pairCodes.contains(code) ? std::optional(ctx.pairCodes.take(code)) : std::nullopt;
+    if (!pending || Storage::now() - pending->issuedAt > kPairCodeLifetimeMs)
+        throw HttpError(401, QStringLiteral("This pairing code is not valid"));
+    const auto keyId = ctx.db.bindDeviceKey(pending->userId, pubkey, label);
+    if (!keyId) throw HttpError(409, QStringLiteral("This device key belongs to another account"));
+    const auto user = ctx.db.user(pending->userId);
+    if (!user) throw HttpError(401, QStringLiteral("This pairing code is not valid"));
+    return HttpReply::json(keyAuthReply(ctx, *user, *keyId));
+}
+
 HttpReply serverIdentity(Context& ctx) {
     return HttpReply::json(QJsonObject{
         {QStringLiteral("fingerprint"), ctx.identity.fingerprint},
@@ -142,6 +177,10 @@ void addAuthRoutes(Router& router, Context& ctx) {
                [&ctx](const HttpRequest& r) { return nameLogin(ctx, r); });
     router.add("POST", QStringLiteral("api/login/guest"), A::Public,
                [&ctx](const HttpRequest& r) { return guestLogin(ctx, r); });
+    router.post(QStringLiteral("api/pair/code"),
+                [&ctx](const HttpRequest& r) { return pairCode(ctx, r); });
+    router.add("POST", QStringLiteral("api/pair"), A::Public,
+               [&ctx](const HttpRequest& r) { return pair(ctx, r); });
     router.add("GET", QStringLiteral("api/server-identity"), A::Public,
                [&ctx](const HttpRequest&) { return serverIdentity(ctx); });
     router.post(QStringLiteral("api/key/register"),

@@ -31,6 +31,12 @@ struct PendingNonce {
     qint64 issuedAt = 0;
 };
 
+// A one-use pairing code of a signed-in person, valid for a short while.
+struct PendingPair {
+    qint64 userId = 0;
+    qint64 issuedAt = 0;
+};
+
 // What every route and event handler shares. Lives as long as the server.
 struct Context {
     const ServerOptions& options;
@@ -40,5 +46,6 @@ struct Context {
     QMap<qint64, BuildState> builds;
     QList<TypingEntry> typing;
     QHash<QString, PendingNonce> nonces; // by public key
-    AgentHost* agentHost = nullptr;      // the simulated agent host, when it runs
+    QHash<QString, PendingPair> pairCodes;
+    AgentHost* agentHost = nullptr; // the simulated agent host, when it runs
 };

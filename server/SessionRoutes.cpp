@@ -126,7 +126,27 @@ HttpReply userClient(Context& ctx, const HttpRequest& req) {
 
 } // namespace
 
+namespace {
+// Other servers a person joined, so their other devices can join them too.
+HttpReply linkServer(Context& ctx, const HttpRequest& req, bool add) {
+    const QString url = body::requireString(req.body, QStringLiteral("url")).trimmed();
+    if (url.isEmpty() || url.size() > 2048)
+        throw HttpError(400, QStringLiteral("url must be a server address"));
+    const qint64 me = req.me().userId;
+    if (add)
+        ctx.db.addLinkedServer(me, url);
+    else
+        ctx.db.removeLinkedServer(me, url);
+    return HttpReply::json(QJsonObject{
+        {QStringLiteral("servers"), QJsonArray::fromStringList(ctx.db.linkedServers(me))}});
+}
+} // namespace
+
 void addSessionRoutes(Router& router, Context& ctx) {
+    router.post(QStringLiteral("api/servers"),
+                [&ctx](const HttpRequest& r) { return linkServer(ctx, r, true); });
+    router.del(QStringLiteral("api/servers"),
+               [&ctx](const HttpRequest& r) { return linkServer(ctx, r, false); });
     router.get(QStringLiteral("api/bootstrap"),
                [&ctx](const HttpRequest& r) { return bootstrap(ctx, r); });
     router.get(QStringLiteral("api/builds"), [&ctx](const HttpRequest& r) {

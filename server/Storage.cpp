@@ -275,6 +275,15 @@ std::optional<std::pair<qint64, qint64>> Storage::deviceKey(const QString& pubke
     return std::make_pair(q.value(0).toLongLong(), q.value(1).toLongLong());
 }
 
+void Storage::addLinkedServer(qint64 userId, const QString& url) {
+    run(QStringLiteral("INSERT OR IGNORE INTO linked_servers (user_id, url) VALUES (?, ?)"),
+        {userId, url});
+}
+
+void Storage::removeLinkedServer(qint64 userId, const QString& url) {
+    run(QStringLiteral("DELETE FROM linked_servers WHERE user_id=? AND url=?"), {userId, url});
+}
+
 QStringList Storage::linkedServers(qint64 userId) {
     QSqlQuery q = run(QStringLiteral("SELECT url FROM linked_servers WHERE user_id=? ORDER BY url"),
                       {userId});

@@ -125,6 +125,8 @@ public:
     bool advanceRead(qint64 chatId, qint64 userId, qint64 messageId, qint64 at);
 
     QStringList linkedServers(qint64 userId);
+    void addLinkedServer(qint64 userId, const QString& url);
+    void removeLinkedServer(qint64 userId, const QString& url);
 
 private:
     QSqlQuery run(const QString& sql, const QVariantList& binds = {});

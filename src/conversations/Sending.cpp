@@ -33,6 +33,7 @@ void Store::finishSend(Message reply, int server) {
     remap(reply, server);
     upsertMessage(reply);
     updateChatLast(reply);
+    burstRefreshExtra(reply.chatId);
 }
 
 // MARK: Text
@@ -80,6 +81,7 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
     removeMessage(chatId, tempId);
     upsertMessage(reply);
     updateChatLast(reply);
+    burstRefreshExtra(chatId);
     // A priority send stops the session once the server has the message
     // (ccStopSession); an extra server without a live link is refreshed in a
     // burst (burstRefreshExtra).

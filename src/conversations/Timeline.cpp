@@ -42,6 +42,10 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
             captureCCMarkers(m);
         mergeNewestPage(chatId, page, false);
         hasMore[chatId] = page.size() >= pageSize;
+    } else {
+        auto call = refreshExtraChat(chatId);
+        co_await call;
+        if (!self) co_return;
     }
     bumpUserActivity(chatId, std::nullopt);
     refreshGlobalDeploy();

@@ -80,6 +80,10 @@ void Store::handleNewMessage(const Message& message, int server) {
             [](QPointer<Store> self) -> QCoro::Task<> {
                 if (self) co_await self->resync();
             }(QPointer<Store>(this));
+        } else if (const ServerProfile* profile = extraServer(server)) {
+            [](QPointer<Store> self, ServerProfile p) -> QCoro::Task<> {
+                if (self) co_await self->connectServer(p);
+            }(QPointer<Store>(this), *profile);
         }
         return;
     }

@@ -25,6 +25,7 @@ QCoro::Task<> Store::resync() {
     }
     if (!self) co_return;
     mergeBootstrap(reply);
+    startFederationFollowUps(reply);
     co_await refreshSelectedAfterResync();
 }
 

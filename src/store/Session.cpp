@@ -234,6 +234,9 @@ void Store::logout() {
         }(*primary, *pushToken);
     }
     clearAllDeliveredNotifications();
+    stopExtraPolling();
+    for (int server : extraWS.keys())
+        closeExtraWS(server);
     m_extraServers.clear();
     m_serverTokens.clear();
     serverMeId.clear();

@@ -138,4 +138,6 @@ void Store::sendActive(bool active) {
 void Store::ensureConnected() {
     startBuildPolling();
     if (token && !wsConnected) connectWS();
+    for (const ServerProfile& profile : extraServers())
+        if (!extraWSConnected.value(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
 }

@@ -76,6 +76,8 @@ void Store::init() {
     me = Prefs::shared().readJson<User>(QStringLiteral("me"));
     runLoadHelpers();
     if (token) startLoggedInTasks();
+    // Stored extra servers come up even without a primary session.
+    startExtraServerTasksIfAny();
 }
 
 void Store::readLookSettings() {
@@ -132,6 +134,7 @@ void Store::runLoadHelpers() {
     loadCCContextFloor();
     loadUserActivity();
     loadCachedUsage();
+    loadExtraServers();
     const auto muted = Prefs::shared().readJson<QList<qint64>>(QStringLiteral("mutedChats"));
     m_mutedChats = muted ? QSet<qint64>(muted->begin(), muted->end()) : QSet<qint64>{};
 }

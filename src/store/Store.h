@@ -157,6 +157,48 @@ public:
     QHash<int, double> extraReconnectDelay;
     QSet<qint64> extraBotIds;
 
+    // MARK: Extra server lifecycle
+    void loadExtraServers();
+    void persistExtraServers();
+    // The number a new profile gets: one above the highest in use.
+    int nextServerId() const;
+    const ServerProfile* extraServer(int server) const;
+    // Silent: the outcome shows only in serverAnswering.
+    QCoro::Task<> connectServer(ServerProfile profile);
+    // A bootstrap of an extra server folded into the list; false when the
+    // answer was empty and the server's conversations were kept.
+    bool mergeExtraBootstrap(int server, BootstrapResponse reply);
+    QCoro::Task<> connectExtraServers(bool onlySocketless = false);
+    void startExtraServerTasksIfAny();
+    QCoro::Task<bool> addServer(QString name, QString url);
+    QCoro::Task<> addServerByName(QUrl base, QString name, bool background = false);
+    QCoro::Task<bool> addServerPaired(QString input, QString urlField, QString name);
+    QCoro::Task<> addConversationByCode(QString code);
+    QCoro::Task<> addGuestServerByCode(QUrl base, QString rawCode);
+    QCoro::Task<> connectLinkedServers(QStringList urls);
+    QCoro::Task<> connectDiscoveredServers(QStringList hosts);
+    void removeServer(ServerProfile profile);
+    QCoro::Task<> upgradeKeyAuthExtra(ServerProfile profile);
+
+    // MARK: Extra server sync
+    void connectExtraWSIfNeeded(int server);
+    void closeExtraWS(int server);
+    QCoro::Task<> refreshExtraChat(qint64 chatId);
+    // Restarts the one polling loop; it ends while no extra server exists.
+    void startExtraPolling();
+    void stopExtraPolling() {
+        ++m_extraPollGeneration;
+        m_extraPolling = false;
+    }
+    bool extraPolling() const { return m_extraPolling; }
+    void burstRefreshExtra(qint64 chatId);
+
+    // MARK: Pairing and invites
+    QCoro::Task<> pairPrimary(QString text);
+    QString shareableInvite(const QString& code, qint64 chatId) const;
+    std::optional<QString> inviteLink(qint64 chatId) const;
+    void openInviteLink(const QUrl& url);
+
     // MARK: Directory
     std::optional<User> me;
     QList<User> users;
@@ -643,6 +685,16 @@ private:
     void handleRead(const WsEvent& event);
     void handlePresence(const WsEvent& event, int server);
     void handlePresenceSnapshot(const WsEvent& event, int server);
+    // Extra servers.
+    void extraReceiveLoop(int server, QWebSocket* socket);
+    void extraPingLoop(int server, QWebSocket* socket);
+    void onExtraPong(int server, QWebSocket* socket);
+    void dropExtraWS(int server, QWebSocket* socket);
+    void scheduleExtraReconnect(int server);
+    QCoro::Task<> sweepExtraTyping();
+    void reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& typers);
+    int adoptServerProfile(const QUrl& base, const QString& fallbackName);
+    void startFederationFollowUps(const BootstrapResponse& reply);
     QCoro::Task<> refreshSelectedAfterResync();
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
@@ -698,6 +750,8 @@ private:
     QHash<int, QString> m_serverOS;
     QList<ServerProfile> m_extraServers;
     QHash<int, QString> m_serverTokens;
+    quint64 m_extraPollGeneration = 0;
+    bool m_extraPolling = false;
     int m_badgeCount = 0;
     bool m_userActivitySavePending = false;
     // Histories where a page was appended behind pending copies: ids no longer ascend.

@@ -1,0 +1,148 @@
+// Servers without a live link are followed by polling: the selected
+// conversation's newest page, the typing state of the others, a full
+// bootstrap now and then, and a burst of refreshes right after a send.
+
+#include "store/IDCodec.h"
+#include "store/Store.h"
+
+namespace {
+constexpr int pageSize = 50;
+constexpr double pollInterval = 1.0;
+constexpr int bootstrapEveryRounds = 15;
+constexpr double burstWaits[] = {0.0, 0.4, 0.9, 1.5};
+} // namespace
+
+void Store::startExtraPolling() {
+    stopExtraPolling();
+    if (m_extraServers.isEmpty()) return;
+    m_extraPolling = true;
+    [](QPointer<Store> self, quint64 generation) -> QCoro::Task<> {
+        const auto current = [&] { return self && self->m_extraPollGeneration == generation; };
+        for (int tick = 1; current(); ++tick) {
+            co_await self->sleep(pollInterval);
+            if (!current()) co_return;
+            const auto selected = self->selectedChatId();
+            if (selected && IDCodec::serverId(*selected) > 0 &&
+                !self->extraWSConnected.value(IDCodec::serverId(*selected))) {
+                auto call = self->refreshExtraChat(*selected);
+                co_await call;
+                if (!current()) co_return;
+            }
+            auto sweep = self->sweepExtraTyping();
+            co_await sweep;
+            if (!current()) co_return;
+            if (tick % bootstrapEveryRounds == 0) {
+                auto call = self->connectExtraServers(true);
+                co_await call;
+            }
+        }
+    }(QPointer<Store>(this), m_extraPollGeneration);
+}
+
+QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
+    QPointer<Store> self(this);
+    const auto r = route(chatId);
+    if (!r) co_return;
+    QList<Message> page;
+    try {
+        auto call = r->api.messages(r->real, std::nullopt, pageSize);
+        page = co_await call;
+    } catch (const std::exception&) {
+        co_return;
+    }
+    if (!self || !route(chatId)) co_return;
+    for (Message& m : page) {
+        remap(m, r->server);
+        captureCCMarkers(m);
+    }
+    const auto firstReal =
+        std::find_if(page.cbegin(), page.cend(), [](const Message& m) { return m.id > 0; });
+    const std::optional<qint64> oldest =
+        firstReal == page.cend() ? std::nullopt : std::optional<qint64>(firstReal->id);
+    QList<Message> older;
+    QList<Message> pending;
+    for (const Message& m : messages.value(chatId)) {
+        if (m.id < 0)
+            pending.push_back(m);
+        else if (m.id > 0 && (!oldest || m.id < *oldest))
+            older.push_back(m);
+    }
+    messages[chatId] = older + page + pending;
+    hasMore[chatId] = page.size() >= pageSize;
+    emit timelineChanged(chatId, TimelineChange{});
+    if (!page.isEmpty() && page.last().id > 0 && !page.last().isCCControl()) {
+        for (ChatSummary& c : chats) {
+            if (c.id != chatId) continue;
+            c.lastMessage = page.last();
+            break;
+        }
+        sortChats();
+        emit chatsReset();
+    }
+    // A preview inside the page's span that the page no longer holds was deleted.
+    if (const auto preview = visiblePreview.constFind(chatId);
+        preview != visiblePreview.constEnd() && oldest && preview->id >= *oldest &&
+        std::none_of(page.cbegin(), page.cend(),
+                     [id = preview->id](const Message& m) { return m.id == id; }))
+        visiblePreview.erase(preview);
+    cacheVisiblePreview(latestVisibleMessage(chatId));
+    const auto human = std::find_if(page.crbegin(), page.crend(), [this](const Message& m) {
+        return !isBotUser(m.senderId) && !m.isCCControl();
+    });
+    if (human != page.crend()) bumpUserActivity(chatId, human->createdAt);
+    refreshGlobalDeploy();
+    notifyDeployReadyIfNeeded(chatId);
+    if (selectedChatId() != chatId) co_return;
+    markRead(chatId);
+    if (extraWSConnected.value(r->server)) co_return;
+    auto typingCall = r->api.fetchTyping(r->real, deviceId());
+    const QList<TypingUser> typers = co_await typingCall;
+    if (self) reconcileTyping(chatId, r->server, typers);
+}
+
+QCoro::Task<> Store::sweepExtraTyping() {
+    QPointer<Store> self(this);
+    QList<qint64> targets;
+    for (const ChatSummary& c : std::as_const(chats)) {
+        const int server = IDCodec::serverId(c.id);
+        if (server > 0 && c.id != selectedChatId() && !extraWSConnected.value(server))
+            targets.push_back(c.id);
+    }
+    // One after the other, once per round.
+    for (qint64 chatId : targets) {
+        const auto r = route(chatId);
+        if (!r) continue;
+        auto call = r->api.fetchTyping(r->real, deviceId());
+        const QList<TypingUser> typers = co_await call;
+        if (!self) co_return;
+        reconcileTyping(chatId, r->server, typers);
+    }
+}
+
+void Store::reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& typers) {
+    QHash<qint64, QDateTime> next;
+    const QDateTime now = QDateTime::currentDateTime();
+    for (const TypingUser& t : typers)
+        next.insert(mapUserId(t.userId, server), now);
+    const QHash<qint64, QDateTime> before = typing.value(chatId);
+    if (next.isEmpty())
+        typing.remove(chatId);
+    else
+        typing.insert(chatId, next);
+    if (before.keys() != next.keys() || !next.isEmpty()) emit typingChanged(chatId);
+}
+
+void Store::burstRefreshExtra(qint64 chatId) {
+    const int server = IDCodec::serverId(chatId);
+    // The primary and linked servers send their events on the link.
+    if (server == 0 || extraWSConnected.value(server)) return;
+    [](QPointer<Store> self, qint64 chatId) -> QCoro::Task<> {
+        for (double wait : burstWaits) {
+            if (!self) co_return;
+            if (wait > 0) co_await self->sleep(wait);
+            if (!self || self->selectedChatId() != chatId) co_return;
+            auto call = self->refreshExtraChat(chatId);
+            co_await call;
+        }
+    }(QPointer<Store>(this), chatId);
+}

@@ -1,0 +1,530 @@
+// Extra servers: how a profile comes to exist, is stored, connected with a
+// chain of sign-in fallbacks, merged into the one list, and removed.
+
+#include "net/DeviceKey.h"
+#include "net/Pinning.h"
+#include "store/IDCodec.h"
+#include "store/Prefs.h"
+#include "store/PrefsMaps.h"
+#include "store/Store.h"
+
+#include <QUuid>
+
+namespace {
+const QString kExtraServers = QStringLiteral("extraServers");
+const QString kServerTokens = QStringLiteral("serverTokens");
+const QString kFallbackLoginName = QStringLiteral("Ilvar");
+
+// The person's name on the other server, or the fixed fallback before any session.
+QString loginName(const std::optional<User>& me) {
+    return me ? me->username : kFallbackLoginName;
+}
+
+QCoro::Task<std::optional<BootstrapResponse>> tryBootstrap(Api api) {
+    try {
+        auto call = api.bootstrap();
+        co_return co_await call;
+    } catch (const std::exception&) {
+        co_return std::nullopt;
+    }
+}
+
+QCoro::Task<std::optional<QString>> tryKeyLogin(Api api) {
+    try {
+        auto call = api.keyLogin();
+        const Api::KeyAuthResponse reply = co_await call;
+        co_return reply.token;
+    } catch (const std::exception&) {
+        co_return std::nullopt;
+    }
+}
+
+QCoro::Task<std::optional<QString>> tryNameLogin(Api api, QString name) {
+    try {
+        auto call = api.login(name);
+        const LoginResponse reply = co_await call;
+        co_return reply.token;
+    } catch (const std::exception&) {
+        co_return std::nullopt;
+    }
+}
+} // namespace
+
+// MARK: Persistence
+
+void Store::setExtraServers(const QList<ServerProfile>& servers) {
+    if (m_extraServers == servers) return;
+    m_extraServers = servers;
+    persistExtraServers();
+    emit extraServersChanged();
+}
+
+void Store::setServerTokens(const QHash<int, QString>& tokens) {
+    if (m_serverTokens == tokens) return;
+    m_serverTokens = tokens;
+    persistExtraServers();
+    emit extraServersChanged();
+}
+
+void Store::persistExtraServers() {
+    Prefs::shared().writeJson(kExtraServers, m_extraServers);
+    prefsmaps::writeIntMap(kServerTokens, m_serverTokens);
+}
+
+void Store::loadExtraServers() {
+    m_extraServers = Prefs::shared()
+                         .readJson<QList<ServerProfile>>(kExtraServers)
+                         .value_or(QList<ServerProfile>{});
+    m_serverTokens = prefsmaps::readIntMap<QString>(kServerTokens);
+    // A plain connection has no certificate to pin.
+    for (const ServerProfile& profile : std::as_const(m_extraServers)) {
+        const auto url = normalizedServerURL(profile.url);
+        if (url && url->scheme() != QLatin1String("https"))
+            PinRegistry::shared().removePin(PinRegistry::hostPort(*url));
+    }
+}
+
+int Store::nextServerId() const {
+    int highest = 0;
+    for (const ServerProfile& profile : m_extraServers)
+        highest = std::max(highest, profile.serverId);
+    return highest + 1;
+}
+
+const ServerProfile* Store::extraServer(int server) const {
+    for (const ServerProfile& profile : m_extraServers)
+        if (profile.serverId == server) return &profile;
+    return nullptr;
+}
+
+void Store::startExtraServerTasksIfAny() {
+    if (m_extraServers.isEmpty()) return;
+    [](QPointer<Store> self) -> QCoro::Task<> {
+        if (!self) co_return;
+        co_await self->connectExtraServers();
+        if (self) self->startExtraPolling();
+    }(QPointer<Store>(this));
+}
+
+// MARK: Connecting
+
+QCoro::Task<> Store::connectServer(ServerProfile profile) {
+    QPointer<Store> self(this);
+    const auto base = normalizedServerURL(profile.url);
+    if (!base) co_return;
+    const int server = profile.serverId;
+    const QString name = loginName(me);
+    std::optional<BootstrapResponse> reply;
+    if (const auto stored = m_serverTokens.constFind(server); stored != m_serverTokens.constEnd()) {
+        auto call = tryBootstrap(Api(*base, *stored));
+        reply = co_await call;
+        if (!self) co_return;
+        if (!reply) {
+            auto login = tryKeyLogin(Api(PinRegistry::shared().upgraded(*base), std::nullopt));
+            const auto keyToken = co_await login;
+            if (!self) co_return;
+            if (keyToken) {
+                auto tokens = m_serverTokens;
+                tokens.insert(server, *keyToken);
+                setServerTokens(tokens);
+                auto again = tryBootstrap(Api(*base, *keyToken));
+                reply = co_await again;
+                if (!self) co_return;
+            }
+        }
+    }
+    if (!reply) {
+        auto login = tryNameLogin(Api(*base, std::nullopt), name);
+        const auto nameToken = co_await login;
+        if (!self) co_return;
+        if (nameToken) {
+            auto tokens = m_serverTokens;
+            tokens.insert(server, *nameToken);
+            setServerTokens(tokens);
+            auto again = tryBootstrap(Api(*base, *nameToken));
+            reply = co_await again;
+            if (!self) co_return;
+        }
+    }
+    // The profile may have gone while the calls ran.
+    if (!extraServer(server)) co_return;
+    if (!reply) {
+        serverAnswering.insert(server, false);
+        emit accountsChanged();
+        co_return;
+    }
+    serverAnswering.insert(server, true);
+    connectExtraWSIfNeeded(server);
+    [](QPointer<Store> s, ServerProfile p) -> QCoro::Task<> {
+        if (s) co_await s->upgradeKeyAuthExtra(p);
+    }(self, profile);
+    mergeExtraBootstrap(server, std::move(*reply));
+    emit accountsChanged();
+}
+
+bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
+    // Before any record is remapped: mapUserId folds the person onto me.id by it.
+    serverMeId.insert(server, reply.me.id);
+    syncBuilds(reply.builds, server);
+    if (reply.claudeHost && reply.claudeHost->usage) {
+        auto usage = serverClaudeUsage();
+        usage.insert(server, *reply.claudeHost->usage);
+        setServerClaudeUsage(usage);
+        const auto email = reply.claudeHost->usage->email;
+        if (email && !email->isEmpty()) {
+            auto emails = serverClaudeEmail();
+            emails.insert(server, *email);
+            setServerClaudeEmail(emails);
+        }
+    }
+    for (qint64 bot : reply.botIds.value_or(QList<qint64>{}))
+        extraBotIds.insert(mapUserId(bot, server));
+    QHash<qint64, qsizetype> userIndex;
+    for (qsizetype i = 0; i < users.size(); ++i)
+        userIndex.insert(users[i].id, i);
+    for (User& user : reply.users) {
+        remap(user, server);
+        if (me && user.id == me->id) continue;
+        if (const auto it = userIndex.constFind(user.id); it != userIndex.constEnd()) {
+            users[*it] = user;
+        } else {
+            userIndex.insert(user.id, users.size());
+            users.push_back(user);
+        }
+    }
+    QList<ChatSummary>& incoming = reply.chats;
+    for (ChatSummary& c : incoming)
+        remap(c, server);
+    sanitizeLastMessages(incoming);
+    QHash<qint64, const ChatSummary*> held;
+    bool holdsServer = false;
+    for (const ChatSummary& c : std::as_const(chats)) {
+        if (IDCodec::serverId(c.id) != server) continue;
+        held.insert(c.id, &c);
+        holdsServer = true;
+    }
+    // A late bootstrap must not roll a preview back.
+    for (ChatSummary& c : incoming) {
+        const ChatSummary* old = held.value(c.id);
+        if (!old || !old->lastMessage) continue;
+        if (!c.lastMessage || (c.lastMessage->id != old->lastMessage->id &&
+                               c.lastMessage->createdAt < old->lastMessage->createdAt))
+            c.lastMessage = old->lastMessage;
+    }
+    emit usersChanged();
+    if (incoming.isEmpty() && holdsServer) return false;
+    chats.erase(std::remove_if(
+                    chats.begin(), chats.end(),
+                    [server](const ChatSummary& c) { return IDCodec::serverId(c.id) == server; }),
+                chats.end());
+    // The list is normally in order already: sorting only the newcomers and
+    // merging them in gives the order a sort of the joined list would.
+    const auto newer = [](const ChatSummary& a, const ChatSummary& b) {
+        return a.activityAt() > b.activityAt();
+    };
+    std::stable_sort(incoming.begin(), incoming.end(), newer);
+    const qsizetype kept = chats.size();
+    chats.reserve(kept + incoming.size());
+    for (ChatSummary& c : incoming)
+        chats.push_back(std::move(c));
+    if (std::is_sorted(chats.begin(), chats.begin() + kept, newer))
+        std::inplace_merge(chats.begin(), chats.begin() + kept, chats.end(), newer);
+    else
+        std::stable_sort(chats.begin(), chats.end(), newer);
+    for (const ChatSummary& c : std::as_const(chats)) {
+        if (IDCodec::serverId(c.id) != server || !c.lastMessage) continue;
+        const Message& last = *c.lastMessage;
+        captureCCMarkers(last);
+        cacheVisiblePreview(last);
+        if (!isBotUser(last.senderId) && !last.isCCControl())
+            bumpUserActivity(c.id, last.createdAt);
+    }
+    for (const ChatSummary& c : std::as_const(chats))
+        if (IDCodec::serverId(c.id) == server) resolveBuriedUserActivity(c);
+    emit chatsReset();
+    if (const auto selected = selectedChatId(); selected && IDCodec::serverId(*selected) == server)
+        markRead(*selected);
+    return true;
+}
+
+QCoro::Task<> Store::connectExtraServers(bool onlySocketless) {
+    QPointer<Store> self(this);
+    const QList<ServerProfile> profiles = m_extraServers;
+    for (const ServerProfile& profile : profiles) {
+        if (onlySocketless && extraWSConnected.value(profile.serverId)) continue;
+        auto call = connectServer(profile);
+        co_await call;
+        if (!self) co_return;
+    }
+}
+
+// MARK: Adding
+
+QCoro::Task<bool> Store::addServer(QString name, QString url) {
+    QPointer<Store> self(this);
+    if (!normalizedServerURL(url)) co_return false;
+    const ServerProfile profile{QUuid::createUuid(), nextServerId(), name, url, QString(), {}};
+    setExtraServers(m_extraServers + QList<ServerProfile>{profile});
+    auto call = connectServer(profile);
+    co_await call;
+    if (!self) co_return false;
+    startExtraPolling();
+    co_return true;
+}
+
+int Store::adoptServerProfile(const QUrl& base, const QString& fallbackName) {
+    const QString wanted = base.toString();
+    for (const ServerProfile& profile : std::as_const(m_extraServers)) {
+        const auto url = normalizedServerURL(profile.url);
+        if (url && url->toString() == wanted) return profile.serverId;
+    }
+    const QString name = base.host().isEmpty() ? fallbackName : base.host();
+    const ServerProfile profile{QUuid::createUuid(), nextServerId(), name,
+                                base.toString(),     QString(),      {}};
+    setExtraServers(m_extraServers + QList<ServerProfile>{profile});
+    return profile.serverId;
+}
+
+QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
+    QPointer<Store> self(this);
+    setLastError(std::nullopt);
+    LoginResponse reply;
+    try {
+        const Api anonymous(base, std::nullopt);
+        auto call = anonymous.login(name);
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        if (self && !background) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
+    auto tokens = m_serverTokens;
+    tokens.insert(server, reply.token);
+    setServerTokens(tokens);
+    if (const ServerProfile* profile = extraServer(server)) {
+        auto call = connectServer(*profile);
+        co_await call;
+        if (!self) co_return;
+    }
+    startExtraPolling();
+    if (background) co_return;
+    setSelectedChatId(std::nullopt);
+    const auto primary = api();
+    if (!primary || !token || primary->base == PinRegistry::shared().upgraded(base)) co_return;
+    try {
+        auto call = primary->registerLinkedServer(base.toString());
+        co_await call;
+    } catch (const std::exception&) {
+        // Other devices learn of the link at a later try.
+    }
+}
+
+QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
+    QPointer<Store> self(this);
+    const QString name = me ? me->username : QStringLiteral("Guest");
+    LoginResponse reply;
+    try {
+        const Api anonymous(base, std::nullopt);
+        auto call = anonymous.loginGuest(name, rawCode);
+        reply = co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
+    auto tokens = m_serverTokens;
+    tokens.insert(server, reply.token);
+    setServerTokens(tokens);
+    if (const ServerProfile* profile = extraServer(server)) {
+        auto call = connectServer(*profile);
+        co_await call;
+        if (!self) co_return;
+    }
+    startExtraPolling();
+    setSelectedChatId(std::nullopt);
+}
+
+QCoro::Task<> Store::addConversationByCode(QString code) {
+    QPointer<Store> self(this);
+    setLastError(std::nullopt);
+    const qsizetype at = code.indexOf(QLatin1Char('@'));
+    const QString rawCode = (at >= 0 ? code.left(at) : code).trimmed();
+    const std::optional<QUrl> named =
+        at >= 0 ? normalizedServerURL(code.mid(at + 1)) : std::nullopt;
+    const auto primary = api();
+    if (!primary || !token) {
+        const QString name = me ? me->username : QStringLiteral("Guest");
+        auto call = loginGuest(name, code);
+        co_await call;
+        co_return;
+    }
+    if (named && PinRegistry::shared().upgraded(*named) != primary->base) {
+        auto call = addGuestServerByCode(*named, rawCode);
+        co_await call;
+        co_return;
+    }
+    try {
+        const Api target(named ? *named : primary->base, token);
+        auto call = target.joinByCode(rawCode);
+        co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+        co_return;
+    }
+    if (!self) co_return;
+    auto call = resync();
+    co_await call;
+}
+
+QCoro::Task<> Store::connectLinkedServers(QStringList urls) {
+    QPointer<Store> self(this);
+    if (!me || !api()) co_return;
+    for (const QString& text : urls) {
+        const auto base = normalizedServerURL(text);
+        if (!base || !self || !me) continue;
+        bool known = false;
+        for (const ServerProfile& p : std::as_const(m_extraServers))
+            known = known || normalizedServerURL(p.url) == base;
+        if (known) continue;
+        const QString name = me->username;
+        auto call = addServerByName(*base, name, true);
+        co_await call;
+        if (!self) co_return;
+    }
+}
+
+QCoro::Task<> Store::connectDiscoveredServers(QStringList hosts) {
+    QPointer<Store> self(this);
+    if (!me || !api()) co_return;
+    for (const QString& text : hosts) {
+        const auto base = normalizedServerURL(text);
+        const auto primary = api();
+        if (!base || !primary || !me || primary->base == PinRegistry::shared().upgraded(*base))
+            continue;
+        bool known = false;
+        for (const ServerProfile& p : std::as_const(m_extraServers))
+            known = known || normalizedServerURL(p.url) == base;
+        if (known) continue;
+        // A probe that leaves nothing behind: a server without a conversation is not joined.
+        auto login = tryNameLogin(Api(*base, std::nullopt), me->username);
+        const auto probeToken = co_await login;
+        if (!self) co_return;
+        if (!probeToken) continue;
+        auto probe = tryBootstrap(Api(*base, *probeToken));
+        const auto reply = co_await probe;
+        if (!self) co_return;
+        if (!reply || reply->chats.isEmpty() || !me) continue;
+        const QString name = me->username;
+        auto call = addServerByName(*base, name, true);
+        co_await call;
+        if (!self) co_return;
+    }
+}
+
+// MARK: Removing
+
+void Store::removeServer(ServerProfile profile) {
+    const int server = profile.serverId;
+    closeExtraWS(server);
+    auto tokens = m_serverTokens;
+    tokens.remove(server);
+    setServerTokens(tokens);
+    const auto onServer = [server](qint64 id) { return IDCodec::serverId(id) == server; };
+    chats.erase(std::remove_if(chats.begin(), chats.end(),
+                               [&](const ChatSummary& c) { return onServer(c.id); }),
+                chats.end());
+    for (auto it = messages.begin(); it != messages.end();)
+        it = onServer(it.key()) ? messages.erase(it) : std::next(it);
+    // Nothing that carries the number may outlive it: the number comes back.
+    serverMeId.remove(server);
+    serverAnswering.remove(server);
+    extraReconnectDelay.remove(server);
+    QList<ServerProfile> rest = m_extraServers;
+    rest.removeIf([server](const ServerProfile& p) { return p.serverId == server; });
+    setExtraServers(rest);
+    startExtraPolling();
+    emit chatsReset();
+    const auto removedBase = normalizedServerURL(profile.url);
+    const auto primary = api();
+    if (!primary || !token || !removedBase ||
+        PinRegistry::shared().upgraded(*removedBase) == primary->base)
+        return;
+    [](Api a, QString url) -> QCoro::Task<> {
+        try {
+            auto call = a.unregisterLinkedServer(url);
+            co_await call;
+        } catch (const std::exception&) {
+        }
+    }(*primary, removedBase->toString());
+}
+
+// MARK: Device key on an extra server
+
+QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
+    QPointer<Store> self(this);
+    const auto base = normalizedServerURL(profile.url);
+    if (!base) co_return;
+    const int server = profile.serverId;
+    const QString hostPort = PinRegistry::hostPort(*base);
+    Api::ServerIdentityResponse identity;
+    try {
+        auto call = Api(*base, std::nullopt).serverIdentity();
+        identity = co_await call;
+    } catch (const std::exception&) {
+        co_return;
+    }
+    if (!self) co_return;
+    if (identity.platform && serverOS().value(server) != *identity.platform) {
+        auto os = serverOS();
+        os.insert(server, *identity.platform);
+        setServerOS(os);
+    }
+    if (base->scheme() == QLatin1String("https") && !PinRegistry::shared().pin(hostPort)) {
+        // The first answer is trusted.
+        PinRegistry::shared().setPin(identity.fingerprint, hostPort);
+        QList<ServerProfile> updated = m_extraServers;
+        for (ServerProfile& p : updated)
+            if (p.serverId == server) p.fingerprint = identity.fingerprint;
+        setExtraServers(updated);
+    }
+    const QString registered = QStringLiteral("deviceKeyRegistered:") + base->toString();
+    if (Prefs::shared().boolean(registered).value_or(false)) co_return;
+    co_await DeviceKey::load();
+    if (!self) co_return;
+    const auto pubkey = DeviceKey::publicKeyB64();
+    const auto serverApi = apiFor(server);
+    if (!pubkey || !serverApi || !serverApi->token) co_return;
+    try {
+        auto call = serverApi->keyRegister(*pubkey, clientDeviceName());
+        const Api::KeyAuthResponse reply = co_await call;
+        if (!self || !extraServer(server)) co_return;
+        auto tokens = m_serverTokens;
+        tokens.insert(server, reply.token);
+        setServerTokens(tokens);
+        Prefs::shared().setValue(registered, true);
+    } catch (const std::exception&) {
+    }
+}
+
+// MARK: After a primary bootstrap
+
+void Store::startFederationFollowUps(const BootstrapResponse& reply) {
+    QPointer<Store> self(this);
+    if (!m_extraServers.isEmpty()) {
+        [](QPointer<Store> s) -> QCoro::Task<> {
+            if (s) co_await s->connectExtraServers();
+        }(self);
+    }
+    if (reply.linkedServers && !reply.linkedServers->isEmpty()) {
+        [](QPointer<Store> s, QStringList urls) -> QCoro::Task<> {
+            if (s) co_await s->connectLinkedServers(urls);
+        }(self, *reply.linkedServers);
+    }
+    if (reply.discoveredServers && !reply.discoveredServers->isEmpty()) {
+        [](QPointer<Store> s, QStringList hosts) -> QCoro::Task<> {
+            if (s) co_await s->connectDiscoveredServers(hosts);
+        }(self, *reply.discoveredServers);
+    }
+}
