@@ -21,6 +21,8 @@ Item {
     readonly property bool hasImage: !hasAlbum && !!row.media && row.media.kind === "image"
     readonly property bool hasFile: !!row.file && row.file.name !== undefined
     readonly property real innerMax: maxWidth - 2 * Theme.padM
+    // Rich text takes its link colour from a style sheet, not from linkColor.
+    readonly property string linkStyle: "<style>a { color: " + (mine ? Theme.accentForeground : Theme.accentText) + "; }</style>"
 
     implicitHeight: body.implicitHeight
     Accessible.role: Accessible.StaticText
@@ -142,11 +144,10 @@ Item {
         id: textBlock
         Text {
             width: Math.min(implicitWidth, bubble.innerMax)
-            text: parent ? parent.block.richText : ""
+            text: parent ? bubble.linkStyle + parent.block.richText : ""
             textFormat: Text.RichText
             wrapMode: Text.Wrap
             color: bubble.ink
-            linkColor: bubble.mine ? Theme.accentForeground : Theme.accentText
             font.pixelSize: bubble.row.emojiOnly ? Theme.emojiLarge : Theme.body
             onLinkActivated: link => AppModel.openLink(link)
             HoverHandler {
@@ -161,6 +162,7 @@ Item {
             rows: parent ? parent.block.rows : []
             aligns: parent ? parent.block.aligns : []
             ink: bubble.ink
+            linkStyle: bubble.linkStyle
             rule: bubble.mine ? Qt.rgba(1, 1, 1, 0.3) : Theme.separator
             maxWidth: bubble.innerMax
         }

@@ -101,6 +101,8 @@ ColumnLayout {
         Layout.fillWidth: true
         spacing: Theme.pad
         ToggleSwitch {
+            Layout.preferredWidth: 40
+            Layout.preferredHeight: 24
             visible: pending.composer.pendingImages.length > 0
             label: Loc.l("Original quality", Loc.revision)
             checked: pending.composer.originalQuality

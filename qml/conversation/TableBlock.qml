@@ -11,6 +11,7 @@ Flickable {
     property var rows: []
     property var aligns: []
     property color ink: Theme.text
+    property string linkStyle
     property color rule: Theme.separator
     property real maxWidth: 320
 
@@ -56,7 +57,7 @@ Flickable {
                 topPadding: 4
                 bottomPadding: 4
                 horizontalAlignment: table.cellAlign(index % grid.columns)
-                text: modelData
+                text: table.linkStyle + modelData
                 textFormat: Text.RichText
                 color: table.ink
                 font.pixelSize: Theme.secondary

@@ -10,6 +10,7 @@ Item {
     required property var chatId
     required property string title
     required property string preview
+    required property string previewRich
     required property string previewSender
     required property string time
     required property int unread
@@ -23,6 +24,10 @@ Item {
     property bool selected: false
     property bool highlighted: false
     signal activated()
+
+    function escaped(text) {
+        return text.replace(/&/g, "&amp;").replace(/</g, "&lt;").replace(/>/g, "&gt;")
+    }
 
     readonly property color ink: selected ? Theme.accentForeground : Theme.text
     readonly property color inkSoft: selected ? Qt.rgba(1, 1, 1, 0.85) : Theme.textSecondary
@@ -84,17 +89,33 @@ Item {
                     color: row.selected ? Theme.accentForeground : Theme.accent
                     barHeight: 10
                 }
+                // Who types or what the agent does, as plain text that elides.
                 Text {
                     Layout.fillWidth: true
+                    visible: row.typing.length > 0 || row.working
                     text: row.typing.length > 0 ? Loc.lf("%@ is typing…", [row.typing], Loc.revision)
-                        : row.working ? row.statusLine
-                        : row.previewSender.length > 0 ? row.previewSender + ": " + row.preview
-                        : row.preview
+                                                : row.statusLine
                     color: row.typing.length > 0 && !row.selected ? Theme.accentText : row.inkSoft
                     font.pixelSize: Theme.secondary
                     elide: Text.ElideRight
-                    maximumLineCount: 1
                     textFormat: Text.PlainText
+                }
+                // The last message with its inline styling; rich text cannot
+                // elide, so one line is clipped at the edge instead.
+                Text {
+                    Layout.fillWidth: true
+                    Layout.preferredHeight: Math.ceil(fontMetrics.height)
+                    visible: row.typing.length === 0 && !row.working
+                    clip: true
+                    text: (row.previewSender.length > 0 ? row.escaped(row.previewSender) + ": " : "") + row.previewRich
+                    textFormat: Text.RichText
+                    wrapMode: Text.NoWrap
+                    color: row.inkSoft
+                    font.pixelSize: Theme.secondary
+                    FontMetrics {
+                        id: fontMetrics
+                        font.pixelSize: Theme.secondary
+                    }
                 }
                 Icon {
                     visible: row.queued > 0

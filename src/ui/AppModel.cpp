@@ -7,6 +7,7 @@
 #include "ui/ChatSwitcherModel.h"
 #include "ui/LoginViewModel.h"
 #include "ui/Palette.h"
+#include "ui/PinnedImageLoader.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
@@ -96,6 +97,8 @@ void AppModel::registerQmlTypes() {
 
 void AppModel::configureEngine(QQmlEngine& engine) {
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+    static PinnedNetworkFactory pinned;
+    engine.setNetworkAccessManagerFactory(&pinned);
 }
 
 // MARK: Session
