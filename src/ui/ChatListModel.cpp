@@ -13,7 +13,8 @@ ChatListModel::ChatListModel(Store* store, QObject* parent)
     connect(store, &Store::chatChanged, this, &ChatListModel::chatChanged);
     connect(store, &Store::chatRemoved, this, [this](qint64 id) { removeRow(findRow(id)); });
     connect(store, &Store::timelineChanged, this, [this](qint64 id, TimelineChange) {
-        emitRow(id, {PreviewRole, PreviewRichRole, PreviewSenderRole, TimeRole});
+        emitRow(id, {PreviewRole, PreviewRichRole, PreviewSenderRole, TimeRole, WorkingRole,
+                     StatusLineRole, QueuedRole});
     });
     connect(store, &Store::typingChanged, this, [this](qint64 id) { emitRow(id, {TypingRole}); });
     connect(store, &Store::ccStateChanged, this, [this](qint64 id) {
