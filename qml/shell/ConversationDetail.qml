@@ -59,11 +59,10 @@ Rectangle {
                             Accessible.role: Accessible.Heading
                             Accessible.name: text
                         }
-                        BusyIndicator {
+                        WorkingIndicator {
                             visible: AppModel.selectedChatWorking
-                            running: visible
-                            implicitWidth: 18
-                            implicitHeight: 18
+                            barCount: 4
+                            barHeight: 10
                         }
                     }
                     Text {
