@@ -27,6 +27,8 @@ void AppModel::connectConversation() {
     // The agent's status line lives in its working message, edited in place.
     connect(store, &Store::timelineChanged, this,
             [=](qint64 id, TimelineChange) { ifSelected(id, &AppModel::agentStateChanged); });
+    connect(store, &Store::chatChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::agentStateChanged); });
     connect(store, &Store::bannerChanged, this, &AppModel::bannerChanged);
     connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
             &AppModel::subtitleChanged);
