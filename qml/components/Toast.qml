@@ -5,6 +5,7 @@ import Velmarin.Core
 // The short notice of AppModel.toast, at the bottom centre.
 Rectangle {
     id: toast
+    objectName: "toast"
     // Kept while the toast fades out after AppModel.toast was cleared.
     property string shown
 
@@ -20,9 +21,10 @@ Rectangle {
     Accessible.role: Accessible.AlertMessage
     Accessible.name: label.text
 
+    Component.onCompleted: shown = AppModel.toast
     Connections {
         target: AppModel
-        function toastForegroundChanged() {
+        function onToastChanged() {
             if (AppModel.toast.length > 0)
                 toast.shown = AppModel.toast
         }

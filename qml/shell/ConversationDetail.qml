@@ -1,17 +1,16 @@
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
 
-// The detail side of the conversations section. With a conversation selected
-// it shows the conversation view set in `conversationView`; with none, the
-// empty state.
+// The detail side of the conversations section: with a conversation selected,
+// its header (title, who types or whether the person is online) over the
+// conversation view; with none, the empty state.
 Rectangle {
     id: detail
     objectName: "conversationDetail"
     property bool narrow: false
-    // The view of one conversation; it reads AppModel.selectedChatId.
-    property Component conversationView: null
     readonly property bool hasSelection: AppModel.selectedChatId !== 0
 
     color: Theme.conversation
@@ -29,29 +28,66 @@ Rectangle {
         spacing: 0
         visible: detail.hasSelection
 
-        ModuleHeader {
+        Rectangle {
             Layout.fillWidth: true
-            title: AppModel.selectedChatTitle
-            IconButton {
-                visible: detail.narrow
-                symbol: "chevron.left"
-                label: Loc.l("Back", Loc.revision)
-                onClicked: AppModel.clearSelection()
+            implicitHeight: 56
+            color: Theme.window
+
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: detail.narrow ? Theme.pad : Theme.padL
+                anchors.rightMargin: Theme.padM
+                spacing: Theme.pad
+                IconButton {
+                    visible: detail.narrow
+                    symbol: "chevron.left"
+                    label: Loc.l("Back", Loc.revision)
+                    onClicked: AppModel.clearSelection()
+                }
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 0
+                    RowLayout {
+                        spacing: Theme.pad
+                        Text {
+                            Layout.fillWidth: true
+                            text: AppModel.selectedChatTitle
+                            color: Theme.text
+                            font.pixelSize: Theme.header
+                            font.weight: Font.DemiBold
+                            elide: Text.ElideRight
+                            Accessible.role: Accessible.Heading
+                            Accessible.name: text
+                        }
+                        WorkingIndicator {
+                            visible: AppModel.selectedChatWorking
+                            barCount: 4
+                            barHeight: 10
+                        }
+                    }
+                    Text {
+                        objectName: "conversationSubtitle"
+                        Layout.fillWidth: true
+                        visible: text.length > 0
+                        text: AppModel.selectedChatSubtitle
+                        color: text.endsWith("…") ? Theme.accentText : Theme.textSecondary
+                        font.pixelSize: Theme.secondary
+                        elide: Text.ElideRight
+                    }
+                }
+            }
+            Rectangle {
+                anchors.bottom: parent.bottom
+                width: parent.width
+                height: 1
+                color: Theme.separator
             }
         }
         Loader {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            active: detail.hasSelection && detail.conversationView !== null
-            sourceComponent: detail.conversationView
-        }
-        EmptyState {
-            Layout.fillWidth: true
-            Layout.fillHeight: true
-            visible: detail.conversationView === null
-            symbol: "ellipsis.bubble.fill"
-            title: AppModel.selectedChatTitle
-            note: Loc.l("Messages aren't shown in this build yet.", Loc.revision)
+            active: detail.hasSelection
+            sourceComponent: ConversationView {}
         }
     }
 }

@@ -5,7 +5,7 @@ import Velmarin
 import Velmarin.Core
 
 // The list side of the conversations section: the title, the search and the
-// conversations by title, newest activity first.
+// conversations, newest human activity first.
 Rectangle {
     id: pane
     property bool narrow: false
@@ -17,10 +17,7 @@ Rectangle {
 
     color: Theme.window
 
-    ChatSwitcherModel {
-        id: chats
-        filter: search.text
-    }
+    readonly property var chats: AppModel.chatList
 
     ColumnLayout {
         anchors.fill: parent
@@ -43,12 +40,13 @@ Rectangle {
             Layout.fillWidth: true
             Layout.margins: Theme.padM
             placeholderText: Loc.l("Search", Loc.revision)
+            onTextChanged: pane.chats.search = text
             Keys.onDownPressed: {
                 listView.forceActiveFocus()
                 listView.currentIndex = 0
             }
             Keys.onReturnPressed: {
-                const id = chats.chatIdAt(0)
+                const id = pane.chats.chatIdAt(0)
                 if (id !== 0)
                     AppModel.selectChat(id)
             }
@@ -65,7 +63,7 @@ Rectangle {
             Layout.fillWidth: true
             Layout.fillHeight: true
             clip: true
-            model: chats
+            model: pane.chats
             currentIndex: -1
             keyNavigationEnabled: true
             activeFocusOnTab: true
@@ -77,7 +75,7 @@ Rectangle {
                 width: listView.width
                 selected: chatId === AppModel.selectedChatId
                 highlighted: ListView.isCurrentItem && listView.activeFocus
-                onActivated: AppModel.selectChat(chatId)
+                onActivated: pane.chats.select(chatId)
             }
             // Keyboard focus always lands on a row, so the ring shows where it is.
             onActiveFocusChanged: {
@@ -86,7 +84,7 @@ Rectangle {
             }
             Keys.onReturnPressed: {
                 if (currentIndex >= 0)
-                    AppModel.selectChat(chats.chatIdAt(currentIndex))
+                    AppModel.selectChat(pane.chats.chatIdAt(currentIndex))
             }
         }
     }
@@ -95,7 +93,7 @@ Rectangle {
         anchors.centerIn: parent
         width: parent.width
         height: 200
-        visible: chats.count === 0
+        visible: pane.chats.count === 0
         symbol: search.text.length > 0 ? "magnifyingglass" : "ellipsis.bubble.fill"
         title: search.text.length > 0 ? Loc.l("No matches", Loc.revision)
                                       : Loc.l("No conversations yet", Loc.revision)

@@ -28,5 +28,6 @@ Item {
         sourceComponent: MainLayout {}
     }
 
+    InAppBanner {}
     Toast {}
 }

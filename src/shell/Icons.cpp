@@ -14,10 +14,13 @@ struct IconRow {
 constexpr IconRow rows[] = {
     {"arrow.clockwise", 0xe5d5}, // refresh
     {"arrow.clockwise.circle", 0xe9d8}, // replay_circle_filled
+    {"arrow.down", 0xe5db}, // arrow_downward
     {"arrow.down.app", 0xe62a}, // system_update
     {"arrow.down.app.fill", 0xe62a}, // system_update
     {"arrow.up", 0xe5d8}, // arrow_upward
     {"arrow.up.right", 0xf1e1}, // north_east
+    {"arrowshape.turn.up.left", 0xe15e}, // reply
+    {"arrowshape.turn.up.right", 0xe154}, // forward
     {"bell.badge", 0xe7f7}, // notifications_active
     {"bell.fill", 0xe7f4}, // notifications
     {"bolt.circle.fill", 0xe932}, // offline_bolt
@@ -35,6 +38,7 @@ constexpr IconRow rows[] = {
     {"chevron.up", 0xe5ce}, // expand_less
     {"chevron.up.chevron.down", 0xe5d7}, // unfold_more
     {"circle.lefthalf.filled", 0xeb37}, // contrast
+    {"clock", 0xe8b5}, // schedule
     {"clock.arrow.circlepath", 0xe889}, // history
     {"cpu", 0xe322}, // memory
     {"cursorarrow.rays", 0xe762}, // ads_click
@@ -74,9 +78,11 @@ constexpr IconRow rows[] = {
     {"mappin.and.ellipse", 0xe55f}, // place
     {"message.fill", 0xe0c9}, // message
     {"mic.fill", 0xe029}, // mic
+    {"paperclip", 0xe226}, // attach_file
     {"paperplane.fill", 0xe163}, // send
     {"pause.circle", 0xe036}, // pause_circle_outline
     {"pause.circle.fill", 0xe035}, // pause_circle_filled
+    {"pencil", 0xe3c9}, // edit
     {"person.2.fill", 0xe7fb}, // people
     {"person.crop.circle.fill", 0xe853}, // account_circle
     {"phone.fill", 0xe0cd}, // phone
@@ -95,6 +101,7 @@ constexpr IconRow rows[] = {
     {"star.fill", 0xe838}, // star
     {"stop.circle.fill", 0xef71}, // stop_circle
     {"text.magnifyingglass", 0xf02f}, // manage_search
+    {"trash", 0xe872}, // delete
     {"tray.full.fill", 0xe156}, // inbox
     {"xmark", 0xe5cd}, // close
     {"xmark.circle.fill", 0xe5c9}, // cancel

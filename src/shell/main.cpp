@@ -25,8 +25,11 @@ namespace {
 struct LaunchOptions {
     QString link;
     bool quitAfterFirstFrame = false;
+    bool quitAfterMainFrame = false;
     double quitAfterSeconds = 0;
     QString section;
+    QString openChat;
+    QString stageImage;
 };
 
 // Developer options for the start-up benchmark and the screenshot script; the
@@ -37,19 +40,33 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     const QCommandLineOption firstFrame(
         QStringLiteral("quit-after-first-frame"),
         QStringLiteral("Print the milliseconds to the first frame, then quit."));
+    const QCommandLineOption mainFrame(
+        QStringLiteral("quit-after-main-frame"),
+        QStringLiteral("Print the milliseconds to the first frame signed in, then quit."));
     const QCommandLineOption quitAfter(QStringLiteral("quit-after"),
                                        QStringLiteral("Quit after this many seconds."),
                                        QStringLiteral("seconds"));
     const QCommandLineOption section(QStringLiteral("section"),
                                      QStringLiteral("Open this section (its raw value)."),
                                      QStringLiteral("section"));
-    parser.addOptions({firstFrame, quitAfter, section});
+    const QCommandLineOption openChat(
+        QStringLiteral("open-chat"),
+        QStringLiteral("Open the conversation with this title once the list has loaded."),
+        QStringLiteral("title"));
+    const QCommandLineOption stageImage(
+        QStringLiteral("stage-image"),
+        QStringLiteral("Put this picture in the opened conversation's composer."),
+        QStringLiteral("file"));
+    parser.addOptions({firstFrame, mainFrame, quitAfter, section, openChat, stageImage});
     parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("A velmarin:// link."));
     parser.process(arguments);
     LaunchOptions options;
     options.quitAfterFirstFrame = parser.isSet(firstFrame);
+    options.quitAfterMainFrame = parser.isSet(mainFrame);
     options.quitAfterSeconds = parser.value(quitAfter).toDouble();
     options.section = parser.value(section);
+    options.openChat = parser.value(openChat);
+    options.stageImage = parser.value(stageImage);
     if (!parser.positionalArguments().isEmpty())
         options.link = parser.positionalArguments().first();
     return options;
@@ -68,6 +85,21 @@ void reportFirstFrame(QQuickWindow* window, const QElapsedTimer& sinceMain, bool
     });
 }
 
+// The first frame that shows the signed-in window rather than the login screen.
+void reportMainFrame(QQuickWindow* window, const AppModel& model, const QElapsedTimer& sinceMain,
+                     bool quit) {
+    auto reported = std::make_shared<bool>(false);
+    QObject::connect(window, &QQuickWindow::frameSwapped, window, [=, &model] {
+        if (*reported || !model.signedIn()) return;
+        *reported = true;
+        const auto sinceStart = msSinceProcessStart();
+        std::printf("main-frame-ms %.1f main-to-main-frame-ms %lld\n", sinceStart.value_or(-1.0),
+                    static_cast<long long>(sinceMain.elapsed()));
+        std::fflush(stdout);
+        if (quit) QTimer::singleShot(0, qApp, &QGuiApplication::quit);
+    });
+}
+
 // Without a GPU, OpenGL would be rasterised on the CPU by Mesa's llvmpipe; Qt
 // Quick's own software renderer starts several times faster and needs less
 // than half the memory for this interface. A backend chosen in the
@@ -79,6 +111,28 @@ void chooseRenderer() {
     const QStringList renderNodes =
         QDir(QStringLiteral("/dev/dri")).entryList({QStringLiteral("renderD*")}, QDir::System);
     if (renderNodes.isEmpty()) QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
+
+// The screenshot script's way into one conversation: as soon as the list
+// holds a conversation with this title, it opens (once).
+void openChatWhenListed(Store& store, AppModel& model, const LaunchOptions& options) {
+    if (options.openChat.isEmpty()) return;
+    auto done = std::make_shared<bool>(false);
+    auto tryOpen = [&store, &model, options, done] {
+        if (*done) return;
+        const std::optional<qint64> me = store.me ? std::optional(store.me->id) : std::nullopt;
+        for (const ChatSummary& chat : std::as_const(store.chats)) {
+            if (chat.displayTitle(me) != options.openChat) continue;
+            *done = true;
+            model.selectChat(chat.id);
+            if (!options.stageImage.isEmpty())
+                model.composer()->addImageFile(QUrl::fromLocalFile(options.stageImage));
+            return;
+        }
+    };
+    QObject::connect(&store, &Store::chatsReset, &model, tryOpen);
+    QObject::connect(&store, &Store::chatChanged, &model, tryOpen);
+    tryOpen();
 }
 
 void bringForward(QQuickWindow* window) {
@@ -101,7 +155,8 @@ int main(int argc, char* argv[]) {
     // A second launch hands its link to the app already running on the same
     // preferences, and goes.
     SingleInstance instance(Prefs::shared().fileName());
-    const bool measuring = options.quitAfterFirstFrame || options.quitAfterSeconds > 0;
+    const bool measuring =
+        options.quitAfterFirstFrame || options.quitAfterMainFrame || options.quitAfterSeconds > 0;
     if (!measuring && instance.handOff(options.link)) return 0;
     if (!measuring) instance.listen();
 
@@ -127,6 +182,7 @@ int main(int argc, char* argv[]) {
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());
     if (!window) return 1;
     if (measuring) reportFirstFrame(window, sinceMain, options.quitAfterFirstFrame);
+    if (measuring) reportMainFrame(window, model, sinceMain, options.quitAfterMainFrame);
     if (options.quitAfterSeconds > 0)
         QTimer::singleShot(int(options.quitAfterSeconds * 1000), &app, &QGuiApplication::quit);
 
@@ -139,6 +195,8 @@ int main(int argc, char* argv[]) {
                      [&model](Qt::ApplicationState state) {
                          model.setApplicationActive(state == Qt::ApplicationActive);
                      });
+
+    openChatWhenListed(store, model, options);
 
     // Launch tasks.
     store.ensureConnected();

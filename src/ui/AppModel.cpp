@@ -7,6 +7,7 @@
 #include "ui/ChatSwitcherModel.h"
 #include "ui/LoginViewModel.h"
 #include "ui/Palette.h"
+#include "ui/PinnedImageLoader.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
@@ -34,8 +35,12 @@ void copyToClipboard(const QString& text) {
 } // namespace
 
 AppModel::AppModel(Store* store, QObject* parent)
-    : QObject(parent), m_store(store), m_links(*store, copyToClipboard) {
+    : QObject(parent), m_store(store), m_links(*store, copyToClipboard),
+      m_chatList(std::make_unique<ChatListModel>(store)),
+      m_timeline(std::make_unique<TimelineModel>(store)),
+      m_composer(std::make_unique<ComposerModel>(store)) {
     currentInstance() = this;
+    connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
         emit sessionChanged();
         emit railChanged();
@@ -83,11 +88,17 @@ void AppModel::registerQmlTypes() {
         });
     qmlRegisterType<LoginViewModel>(uri, 1, 0, "LoginViewModel");
     qmlRegisterType<ChatSwitcherModel>(uri, 1, 0, "ChatSwitcherModel");
+    const QString owned = QStringLiteral("AppModel owns it");
+    qmlRegisterUncreatableType<ChatListModel>(uri, 1, 0, "ChatListModel", owned);
+    qmlRegisterUncreatableType<TimelineModel>(uri, 1, 0, "TimelineModel", owned);
+    qmlRegisterUncreatableType<ComposerModel>(uri, 1, 0, "ComposerModel", owned);
     LocNotifier::registerQml(uri);
 }
 
 void AppModel::configureEngine(QQmlEngine& engine) {
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+    static PinnedNetworkFactory pinned;
+    engine.setNetworkAccessManagerFactory(&pinned);
 }
 
 // MARK: Session

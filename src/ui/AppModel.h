@@ -5,7 +5,10 @@
 // "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
 // instance that exists at the time, so tests can make a fresh one per case.
 
+#include "ui/ChatListModel.h"
+#include "ui/ComposerModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/TimelineModel.h"
 
 #include <QObject>
 #include <QPointer>
@@ -47,6 +50,16 @@ class AppModel : public QObject {
     Q_PROPERTY(bool muteAll READ muteAll WRITE setMuteAll NOTIFY settingsChanged)
     Q_PROPERTY(QString iconFont READ iconFont CONSTANT)
     Q_PROPERTY(QString monoFont READ monoFont CONSTANT)
+    // The open conversation: the list, its rows and its composer follow the selection.
+    Q_PROPERTY(ChatListModel* chatList READ chatList CONSTANT)
+    Q_PROPERTY(TimelineModel* timeline READ timeline CONSTANT)
+    Q_PROPERTY(ComposerModel* composer READ composer CONSTANT)
+    // Who is typing, else the other person's presence, else the member count.
+    Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
+    Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
+    Q_PROPERTY(QString selectedChatStatusLine READ selectedChatStatusLine NOTIFY agentStateChanged)
+    // The in-app notice of a new message: chatId, title, sender, text; empty when none.
+    Q_PROPERTY(QVariantMap banner READ banner NOTIFY bannerChanged)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -108,6 +121,22 @@ public:
     Q_INVOKABLE void logout();
     Q_INVOKABLE void closeProfile();
 
+    ChatListModel* chatList() const { return m_chatList.get(); }
+    TimelineModel* timeline() const { return m_timeline.get(); }
+    ComposerModel* composer() const { return m_composer.get(); }
+    QString selectedChatSubtitle() const;
+    bool selectedChatWorking() const;
+    QString selectedChatStatusLine() const;
+    QVariantMap banner() const;
+    Q_INVOKABLE void dismissBanner();
+    // Opens the banner's conversation and dismisses it.
+    Q_INVOKABLE void openBanner();
+    // Actions on a message of the open conversation, by id.
+    Q_INVOKABLE void copyMessage(qint64 messageId);
+    Q_INVOKABLE void deleteMessage(qint64 messageId);
+    Q_INVOKABLE void forwardMessage(qint64 messageId, qint64 toChatId);
+    Q_INVOKABLE void stopAgent();
+
     // The application came forward or went back.
     void setApplicationActive(bool active);
 
@@ -121,12 +150,20 @@ signals:
     void hostChanged();
     void profileUserChanged();
     void settingsChanged();
+    void subtitleChanged();
+    void agentStateChanged();
+    void bannerChanged();
 
 private:
     QVariantMap sectionEntry(int section) const;
     void onSelectionChanged();
+    void connectConversation();
+    std::optional<Message> selectedMessage(qint64 messageId) const;
 
     QPointer<Store> m_store;
     LinkRouter m_links;
     int m_lastUnread = -1;
+    std::unique_ptr<ChatListModel> m_chatList;
+    std::unique_ptr<TimelineModel> m_timeline;
+    std::unique_ptr<ComposerModel> m_composer;
 };

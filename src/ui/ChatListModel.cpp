@@ -13,9 +13,13 @@ ChatListModel::ChatListModel(Store* store, QObject* parent)
     connect(store, &Store::chatChanged, this, &ChatListModel::chatChanged);
     connect(store, &Store::chatRemoved, this, [this](qint64 id) { removeRow(findRow(id)); });
     connect(store, &Store::timelineChanged, this, [this](qint64 id, TimelineChange) {
-        emitRow(id, {PreviewRole, PreviewRichRole, PreviewSenderRole, TimeRole});
+        emitRow(id, {PreviewRole, PreviewRichRole, PreviewSenderRole, TimeRole, WorkingRole,
+                     StatusLineRole, QueuedRole});
     });
     connect(store, &Store::typingChanged, this, [this](qint64 id) { emitRow(id, {TypingRole}); });
+    connect(store, &Store::ccStateChanged, this, [this](qint64 id) {
+        emitRow(id, {WorkingRole, StatusLineRole, QueuedRole});
+    });
     connect(store, &Store::presenceChanged, this, [this] { emitRole(OnlineRole); });
     connect(store, &Store::mutedChatsChanged, this, [this] { emitRole(MutedRole); });
     connect(store, &Store::usersChanged, this, [this] { emitRole(-1); });
@@ -202,6 +206,13 @@ QVariant ChatListModel::data(const QModelIndex& index, int role) const {
         return m_store->isAIChannel(*c);
     case PinnedRole:
         return c->pinnedMessage.has_value();
+    case WorkingRole:
+        return m_store->ccWorking(id);
+    case StatusLineRole:
+        if (!m_store->ccWorking(id)) return QString();
+        return m_store->ccStatusLine(id).value_or(L(QStringLiteral("Claude is working…")));
+    case QueuedRole:
+        return int(m_store->backloggedMessages(id).size());
     default:
         return {};
     }
@@ -223,5 +234,8 @@ QHash<int, QByteArray> ChatListModel::roleNames() const {
             {TypingRole, "typing"},
             {SelectedRole, "selected"},
             {IsAIChannelRole, "isAIChannel"},
-            {PinnedRole, "pinned"}};
+            {PinnedRole, "pinned"},
+            {WorkingRole, "working"},
+            {StatusLineRole, "statusLine"},
+            {QueuedRole, "queued"}};
 }

@@ -34,7 +34,10 @@ public:
         TypingRole, // names typing now, joined
         SelectedRole,
         IsAIChannelRole,
-        PinnedRole, // has a pinned message
+        PinnedRole,     // has a pinned message
+        WorkingRole,    // the agent of the conversation is at work
+        StatusLineRole, // what the agent does now, while it works
+        QueuedRole,     // messages waiting for the agent
     };
     Q_ENUM(Role)
 
@@ -49,7 +52,7 @@ public:
 
     Q_INVOKABLE void select(qint64 chatId);
     Q_INVOKABLE int rowOf(qint64 chatId) const;
-    qint64 chatIdAt(int row) const;
+    Q_INVOKABLE qint64 chatIdAt(int row) const;
 
 signals:
     void searchChanged();

@@ -295,6 +295,13 @@ int TimelineModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : int(m_rows.size());
 }
 
+qint64 TimelineModel::lastOwnMessageId() const {
+    for (auto it = m_items.rbegin(); it != m_items.rend(); ++it)
+        if (it->message.id > 0 && !it->message.isSystemNote() && isMine(it->message))
+            return it->message.id;
+    return 0;
+}
+
 const Message* TimelineModel::messageAt(int row) const {
     if (row < 0 || row >= int(m_rows.size())) return nullptr;
     const Row& r = m_rows[size_t(row)];

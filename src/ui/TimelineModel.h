@@ -79,6 +79,8 @@ public:
     Q_INVOKABLE void loadOlder();
     Q_INVOKABLE void markRead();
     Q_INVOKABLE int rowOfMessage(qint64 messageId) const;
+    // Up on an empty draft edits this one: the newest own message the server has, or 0.
+    Q_INVOKABLE qint64 lastOwnMessageId() const;
     // The whole message for actions on it (reply, edit, forward, pin, delete).
     const Message* messageAt(int row) const;
 

@@ -10,12 +10,14 @@
 #include "ui/LoginViewModel.h"
 
 #include <QAccessible>
+#include <QDateTime>
 #include <QDirIterator>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QRawFont>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTest>
 #include <cstdio>
 
@@ -57,6 +59,40 @@ void walkWindow(QQuickWindow* window, const std::function<void(QQuickItem*)>& vi
 QString accessibleName(QQuickItem* item) {
     QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(item);
     return iface ? iface->text(QAccessible::Name) : QString();
+}
+
+// A long history: one message every 40 minutes, every fourth one mine, with
+// tables, code, links, an album and replies among them.
+QList<Message> history(qint64 chatId, int count) {
+    QList<Message> out;
+    const qint64 start = QDateTime::currentMSecsSinceEpoch() - qint64(count) * 40 * 60 * 1000;
+    for (int i = 1; i <= count; ++i) {
+        Message m;
+        m.id = i;
+        m.chatId = chatId;
+        m.senderId = i % 4 == 0 ? 1 : 2;
+        m.senderName = m.senderId == 1 ? QStringLiteral("ana") : QStringLiteral("bob");
+        m.createdAt = start + qint64(i) * 40 * 60 * 1000;
+        m.text = QStringLiteral("Message %1 with `code` and https://example.org/%1").arg(i);
+        if (i % 50 == 0) m.text = QStringLiteral("| a | b |\n|---|--:|\n| 1 | 2 |");
+        if (i % 70 == 0) {
+            MediaInfo photo;
+            photo.kind = QStringLiteral("image");
+            photo.url = QStringLiteral("/media/none.jpg");
+            photo.width = 400;
+            photo.height = 300;
+            m.album = QList<MediaInfo>{photo, photo, photo};
+        }
+        if (i % 30 == 0) {
+            ReplySnippet reply;
+            reply.id = i - 1;
+            reply.senderName = QStringLiteral("bob");
+            reply.text = QStringLiteral("Message before");
+            m.replyTo = reply;
+        }
+        out.push_back(m);
+    }
+    return out;
 }
 
 ChatSummary chatWith(qint64 id, const QString& title, qint64 unread = 0) {
@@ -104,6 +140,22 @@ class TestQmlLoad : public QObject {
         window->requestActivate();
         QTest::qWait(50);
         return true;
+    }
+
+    // Opens conversation 11 with `count` messages and waits for its view.
+    QQuickItem* openConversation(int count) {
+        store->messages.insert(11, history(11, count));
+        model->selectChat(11);
+        QQuickItem* list = nullptr;
+        if (!QTest::qWaitFor([&] { return (list = find("timelineList")) != nullptr; }, 3000))
+            return nullptr;
+        QTest::qWait(100);
+        return list;
+    }
+
+    void typeText(const char* text) {
+        for (const char* c = text; *c; ++c)
+            QTest::keyClick(window, *c);
     }
 
     QQuickItem* find(const char* name) const {
@@ -248,6 +300,114 @@ private slots:
         model->selectFromMenu("Profile");
         QTRY_VERIFY(!model->showMainMenu());
         QVERIFY(find("profileModule"));
+        expectNoWarnings();
+    }
+
+    void longConversationMakesDelegatesOnlyForWhatShows() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        QQuickItem* list = openConversation(5000);
+        QVERIFY(list);
+        QObject* view = window->findChild<QObject*>(QStringLiteral("conversationView"));
+        QVERIFY(view);
+        const int rows = list->property("count").toInt();
+        QVERIFY2(rows > 5000, qPrintable(QString::number(rows))); // messages plus days
+        const int atOpen = view->property("delegatesMade").toInt();
+        QMetaObject::invokeMethod(list, "positionViewAtEnd"); // the oldest
+        QTest::qWait(100);
+        QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, rows / 2), Q_ARG(int, 0));
+        QTest::qWait(100);
+        QMetaObject::invokeMethod(list, "positionViewAtBeginning");
+        QTest::qWait(100);
+        const int afterJumps = view->property("delegatesMade").toInt();
+        std::printf("rows %d, delegates at open %d, after three jumps %d\n", rows, atOpen,
+                    afterJumps);
+        QVERIFY2(atOpen > 5 && atOpen < 60, qPrintable(QString::number(atOpen)));
+        QVERIFY2(afterJumps < 4 * atOpen, qPrintable(QString::number(afterJumps)));
+        expectNamedControls();
+        expectNoWarnings();
+    }
+
+    void conversationInEveryDesign_data() {
+        QTest::addColumn<QString>("design");
+        for (AppDesign design : allDesigns)
+            QTest::newRow(qPrintable(rawValue(design))) << rawValue(design);
+    }
+    void conversationInEveryDesign() {
+        QFETCH(QString, design);
+        QVERIFY(start(true));
+        model->setDesign(design);
+        QVERIFY(openConversation(300));
+        expectNamedControls();
+        expectNoWarnings();
+    }
+
+    void composerKeys() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        QVERIFY(openConversation(8));
+        ComposerModel* composer = model->composer();
+        QQuickItem* input = find("composerInput");
+        QVERIFY(input);
+        input->forceActiveFocus();
+        QTRY_VERIFY(input->hasActiveFocus());
+
+        typeText("hi");
+        QTest::keyClick(window, Qt::Key_Return, Qt::ShiftModifier);
+        typeText("there");
+        QCOMPARE(composer->draft(), QStringLiteral("hi\nthere"));
+
+        // Esc drops the reply and leaves the conversation open; the next Esc goes back.
+        composer->setReplyTo(7);
+        QCOMPARE(composer->replyTo().value("id").toLongLong(), 7);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QVERIFY(composer->replyTo().isEmpty());
+        QCOMPARE(model->selectedChatId(), qint64(11));
+
+        // Enter sends: the draft empties and the send runs to its end.
+        QSignalSpy sent(composer, &ComposerModel::sent);
+        QTest::keyClick(window, Qt::Key_Return);
+        QCOMPARE(composer->draft(), QString());
+        QTRY_COMPARE(sent.size(), 1);
+
+        // Up on the empty draft edits the newest own message that the server has.
+        QTest::keyClick(window, Qt::Key_Up);
+        QVERIFY(composer->editing());
+        QCOMPARE(composer->editTarget()->id, qint64(8));
+        QCOMPARE(composer->draft(), store->messages[11][7].text);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QVERIFY(!composer->editing());
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_COMPARE(model->selectedChatId(), qint64(0));
+        // The send to the unreachable server fails quietly in the view.
+        QTest::qWait(50);
+        warnings().clear();
+        expectNoWarnings();
+    }
+
+    void bannerAndToastShowAndOpen() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        InAppBanner banner;
+        banner.id = QUuid::createUuid();
+        banner.chatId = 12;
+        banner.title = QStringLiteral("Ops");
+        banner.sender = QStringLiteral("bob");
+        banner.text = QStringLiteral("deploy done");
+        store->setInAppBanner(banner);
+        QQuickItem* shown = nullptr;
+        QTRY_VERIFY((shown = find("inAppBanner")) != nullptr);
+        QTest::qWait(250); // slides in
+        expectNamedControls();
+        const QPointF centre = shown->mapToScene(QPointF(shown->width() / 3, shown->height() / 2));
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+        QTRY_COMPARE(model->selectedChatId(), qint64(12));
+        QVERIFY(!store->inAppBanner());
+
+        QVERIFY(model->openLink("velmarin://copy/x"));
+        auto* toast = window->findChild<QQuickItem*>(QStringLiteral("toast"));
+        QVERIFY(toast);
+        QCOMPARE(toast->property("shown").toString(), QStringLiteral("Copied"));
         expectNoWarnings();
     }
 

@@ -1,0 +1,151 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Velmarin
+import Velmarin.Core
+
+// The open conversation: its rows from the newest at the bottom upwards, the
+// agent's status bar and the composer. Only the rows in view (and a short
+// buffer) have delegates.
+Item {
+    id: view
+    objectName: "conversationView"
+    readonly property var timeline: AppModel.timeline
+    // How many row delegates were made since the view opened (delegates are
+    // reused, so this stays near the number that fit on screen).
+    property int delegatesMade: 0
+    readonly property real bubbleMax: Math.min(Theme.contentMax, list.width * 0.68)
+
+    function jumpTo(messageId) {
+        const row = timeline.rowOfMessage(messageId)
+        if (row >= 0)
+            list.positionViewAtIndex(row, ListView.Center)
+    }
+    function markReadIfAtEnd() {
+        if (list.atYEnd && Qt.application.state === Qt.ApplicationActive)
+            timeline.markRead()
+    }
+
+    DropArea {
+        anchors.fill: parent
+        onDropped: drop => {
+            if (drop.hasUrls)
+                composer.attach(drop.urls)
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        ListView {
+            id: list
+            objectName: "timelineList"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            model: view.timeline
+            verticalLayoutDirection: ListView.BottomToTop
+            clip: true
+            reuseItems: true
+            boundsBehavior: Flickable.StopAtBounds
+            topMargin: Theme.pad
+            bottomMargin: Theme.pad
+            Accessible.role: Accessible.List
+            Accessible.name: Loc.l("Messages", Loc.revision)
+            ScrollBar.vertical: ScrollBar {}
+
+            delegate: Item {
+                id: rowItem
+                required property var model
+                required property int index
+                width: ListView.view.width
+                height: loader.height + 4
+                Component.onCompleted: ++view.delegatesMade
+
+                Loader {
+                    id: loader
+                    x: Theme.padL
+                    y: 2
+                    width: parent.width - 2 * Theme.padL
+                    sourceComponent: rowItem.model.kind === "day" ? dayRow
+                                   : rowItem.model.kind === "system" ? systemRow : messageRow
+                }
+                Component {
+                    id: dayRow
+                    DayPill { text: rowItem.model.dayText || "" }
+                }
+                Component {
+                    id: systemRow
+                    Text {
+                        text: rowItem.model.systemText || ""
+                        horizontalAlignment: Text.AlignHCenter
+                        wrapMode: Text.Wrap
+                        color: Theme.textSecondary
+                        font.pixelSize: Theme.secondary
+                        topPadding: 4
+                        bottomPadding: 4
+                    }
+                }
+                Component {
+                    id: messageRow
+                    MessageBubble {
+                        id: bubbleItem
+                        row: rowItem.model
+                        maxWidth: view.bubbleMax
+                        onJumpTo: id => view.jumpTo(id)
+                        onOpenMedia: info => viewer.show(info)
+                        onContextMenu: (x, y) => actions.openFor(rowItem.model, bubbleItem, x, y)
+                    }
+                }
+            }
+
+            onAtYBeginningChanged: if (atYBeginning && count > 0 && view.timeline.hasMore) view.timeline.loadOlder()
+            onAtYEndChanged: view.markReadIfAtEnd()
+            onCountChanged: view.markReadIfAtEnd()
+        }
+
+        AgentStatusBar {
+            Layout.fillWidth: true
+            visible: AppModel.selectedChatWorking
+        }
+
+        ComposerBar {
+            id: composer
+            Layout.fillWidth: true
+        }
+    }
+
+    IconButton {
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.rightMargin: Theme.padL
+        anchors.bottomMargin: composer.height + Theme.padL
+        visible: !list.atYEnd && list.count > 0
+        symbol: "arrow.down"
+        label: Loc.l("Newest messages", Loc.revision)
+        background: Rectangle { radius: 18; color: Theme.surfaceRaised; border.color: Theme.separator }
+        onClicked: list.positionViewAtBeginning()
+    }
+
+    MessageActions {
+        id: actions
+        onReply: id => { AppModel.composer.setReplyTo(id); composer.focusDraft() }
+        onEdit: id => { AppModel.composer.startEdit(id); composer.focusDraft() }
+        onForward: id => forwardPicker.openFor(id)
+    }
+    ForwardPicker {
+        id: forwardPicker
+    }
+    MediaViewer {
+        id: viewer
+    }
+
+    Connections {
+        target: view.timeline
+        function onChatIdChanged() {
+            view.delegatesMade = 0
+            composer.focusDraft()
+        }
+    }
+    Component.onCompleted: composer.focusDraft()
+}

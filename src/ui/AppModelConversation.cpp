@@ -1,0 +1,131 @@
+// The open conversation as the frame shows it around the timeline: its
+// subtitle, the agent's state, the banner of other conversations and the
+// actions on one message.
+
+#include "shell/LocNotifier.h"
+#include "shell/Localisation.h"
+#include "store/Store.h"
+#include "ui/AppModel.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+
+void AppModel::connectConversation() {
+    Store* store = m_store;
+    const auto ifSelected = [this](qint64 id, auto emitter) {
+        if (m_store && m_store->selectedChatId() == id) (this->*emitter)();
+    };
+    connect(store, &Store::typingChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::subtitleChanged); });
+    connect(store, &Store::chatChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::subtitleChanged); });
+    connect(store, &Store::presenceChanged, this, &AppModel::subtitleChanged);
+    connect(store, &Store::selectionChanged, this, &AppModel::subtitleChanged);
+    connect(store, &Store::ccStateChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::agentStateChanged); });
+    connect(store, &Store::selectionChanged, this, &AppModel::agentStateChanged);
+    // The agent's status line lives in its working message, edited in place.
+    connect(store, &Store::timelineChanged, this,
+            [=](qint64 id, TimelineChange) { ifSelected(id, &AppModel::agentStateChanged); });
+    connect(store, &Store::chatChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::agentStateChanged); });
+    connect(store, &Store::bannerChanged, this, &AppModel::bannerChanged);
+    connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
+            &AppModel::subtitleChanged);
+}
+
+QString AppModel::selectedChatSubtitle() const {
+    if (!m_store) return {};
+    const auto id = m_store->selectedChatId();
+    const ChatSummary* chat = id ? m_store->chat(*id) : nullptr;
+    if (!chat) return {};
+    const QStringList typing = m_store->typingNames(*id);
+    if (typing.size() == 1) return Lf(QStringLiteral("%@ is typing…"), typing.first());
+    if (!typing.isEmpty())
+        return Lf(QStringLiteral("%@ are typing…"), typing.join(QStringLiteral(", ")));
+    if (chat->isGroup())
+        return Lf(QStringLiteral("%@ members"), QString::number(chat->members.size()));
+    const qint64 me = m_store->me ? m_store->me->id : 0;
+    for (const User& member : chat->members)
+        if (member.id != me) return m_store->presenceText(member);
+    return {};
+}
+
+bool AppModel::selectedChatWorking() const {
+    const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
+    return id && m_store->ccWorking(*id);
+}
+
+QString AppModel::selectedChatStatusLine() const {
+    if (!selectedChatWorking()) return {};
+    return m_store->ccStatusLine(*m_store->selectedChatId())
+        .value_or(L(QStringLiteral("Claude is working…")));
+}
+
+void AppModel::stopAgent() {
+    const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
+    if (!id) return;
+    [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
+        if (store) co_await store->ccStopSession(chatId);
+    }(m_store, *id);
+}
+
+// MARK: Banner
+
+QVariantMap AppModel::banner() const {
+    if (!m_store || !m_store->inAppBanner()) return {};
+    const InAppBanner& b = *m_store->inAppBanner();
+    return {{QStringLiteral("id"), b.id.toString(QUuid::WithoutBraces)},
+            {QStringLiteral("chatId"), b.chatId.value_or(0)},
+            {QStringLiteral("title"), b.title},
+            {QStringLiteral("sender"), b.sender},
+            {QStringLiteral("text"), b.text}};
+}
+
+void AppModel::dismissBanner() {
+    if (m_store) m_store->setInAppBanner(std::nullopt);
+}
+
+void AppModel::openBanner() {
+    if (!m_store || !m_store->inAppBanner()) return;
+    const auto chatId = m_store->inAppBanner()->chatId;
+    dismissBanner();
+    if (chatId) selectChat(*chatId);
+}
+
+// MARK: Message actions
+
+std::optional<Message> AppModel::selectedMessage(qint64 messageId) const {
+    const auto chatId = m_store ? m_store->selectedChatId() : std::nullopt;
+    if (!chatId) return std::nullopt;
+    for (const Message& m : m_store->messages.value(*chatId))
+        if (m.id == messageId) return m;
+    return std::nullopt;
+}
+
+void AppModel::copyMessage(qint64 messageId) {
+    const auto message = selectedMessage(messageId);
+    if (!message) return;
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        QGuiApplication::clipboard()->setText(message->displayText());
+    m_store->showToast(L(QStringLiteral("Copied")));
+}
+
+void AppModel::deleteMessage(qint64 messageId) {
+    auto message = selectedMessage(messageId);
+    if (!message) return;
+    [](QPointer<Store> store, Message m) -> QCoro::Task<> {
+        if (store) co_await store->deleteMessage(std::move(m));
+    }(m_store, std::move(*message));
+}
+
+void AppModel::forwardMessage(qint64 messageId, qint64 toChatId) {
+    auto message = selectedMessage(messageId);
+    if (!message || !m_store->chat(toChatId)) return;
+    [](QPointer<Store> store, Message m, qint64 to) -> QCoro::Task<> {
+        if (!store) co_return;
+        auto call = store->forward(std::move(m), to);
+        const bool done = co_await call;
+        if (store && done) store->showToast(L(QStringLiteral("Forwarded")));
+    }(m_store, std::move(*message), toChatId);
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+// Pictures in the views (media, avatars) come from the same servers as the
+// API, whose certificates are often self-signed and pinned: the QML engine's
+// network access goes through the same pin check as the API's requests.
+
+#include <QQmlNetworkAccessManagerFactory>
+
+class PinnedNetworkFactory : public QQmlNetworkAccessManagerFactory {
+public:
+    QNetworkAccessManager* create(QObject* parent) override;
+};
