@@ -2,8 +2,8 @@
 // messages, against the raw JSON parse of the same frames.
 // Target: handleEvent throughput at least half the raw parse throughput.
 #include "BenchRatio.h"
-#include "store/Store.h"
 #include "store/Prefs.h"
+#include "store/Store.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -47,14 +47,16 @@ void loadConversation(Store& store) {
 void RawParse(benchmark::State& state) {
     const QStringList input = frames();
     for (auto _ : state)
-        for (const QString& f : input) benchmark::DoNotOptimize(QJsonDocument::fromJson(f.toUtf8()));
+        for (const QString& f : input)
+            benchmark::DoNotOptimize(QJsonDocument::fromJson(f.toUtf8()));
     state.SetItemsProcessed(qint64(state.iterations()) * frameCount);
 }
 
 void DecodeOnly(benchmark::State& state) {
     const QStringList input = frames();
     for (auto _ : state)
-        for (const QString& f : input) benchmark::DoNotOptimize(json::decode<WsEvent>(f.toUtf8()));
+        for (const QString& f : input)
+            benchmark::DoNotOptimize(json::decode<WsEvent>(f.toUtf8()));
     state.SetItemsProcessed(qint64(state.iterations()) * frameCount);
 }
 
@@ -68,7 +70,8 @@ void HandleEvent(benchmark::State& state) {
         store = std::make_unique<Store>();
         loadConversation(*store);
         state.ResumeTiming();
-        for (const QString& f : input) store->handleEvent(f, 0);
+        for (const QString& f : input)
+            store->handleEvent(f, 0);
     }
     state.SetItemsProcessed(qint64(state.iterations()) * frameCount);
 }

@@ -18,6 +18,7 @@ QList<ChatSummary> visibleChats(const Store& store, const QString& search) {
                      [](const auto& a, const auto& b) { return a.first > b.first; });
     QList<ChatSummary> out;
     out.reserve(ranked.size());
-    for (const auto& entry : std::as_const(ranked)) out.push_back(entry.second);
+    for (const auto& entry : std::as_const(ranked))
+        out.push_back(entry.second);
     return out;
 }

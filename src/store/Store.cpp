@@ -4,8 +4,8 @@
 
 #include "net/Pinning.h"
 #include "shell/Localisation.h"
-#include "store/PrefsMaps.h"
 #include "store/Prefs.h"
+#include "store/PrefsMaps.h"
 
 #include <QTimer>
 #include <QUuid>
@@ -41,7 +41,9 @@ qint64 Store::scaledMs(double seconds) const {
     return qint64(seconds * 1000.0 * m_options.timeScale);
 }
 
-qint64 Store::nowMs() { return QDateTime::currentMSecsSinceEpoch(); }
+qint64 Store::nowMs() {
+    return QDateTime::currentMSecsSinceEpoch();
+}
 
 // MARK: Identity of this install
 
@@ -109,7 +111,8 @@ void Store::decidePrimaryAddress() {
 }
 
 void Store::runLoadHelpers() {
-    notifPrefs = Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
+    notifPrefs =
+        Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
     loadCCPermissions();
     loadCCEfforts();
     loadCCModelChoice();
@@ -228,14 +231,16 @@ void Store::setClaudeCodeEnabled(bool enabled) {
 void Store::setClaudeHostName(std::optional<QString> name) {
     if (m_claudeHostName == name) return;
     m_claudeHostName = std::move(name);
-    Prefs::shared().setValue(QStringLiteral("claudeHostName"), m_claudeHostName.value_or(QString()));
+    Prefs::shared().setValue(QStringLiteral("claudeHostName"),
+                             m_claudeHostName.value_or(QString()));
     emit hostChanged();
 }
 
 void Store::setClaudeUsage(std::optional<ClaudeUsage> usage) {
     if (m_claudeUsage == usage) return;
     m_claudeUsage = std::move(usage);
-    if (m_claudeUsage) Prefs::shared().writeJson(QStringLiteral("claudeUsageCache"), *m_claudeUsage);
+    if (m_claudeUsage)
+        Prefs::shared().writeJson(QStringLiteral("claudeUsageCache"), *m_claudeUsage);
     emit hostChanged();
 }
 

@@ -13,7 +13,9 @@ bool holds(const QList<Message>& list, qint64 id) {
     return std::any_of(list.begin(), list.end(), [id](const Message& m) { return m.id == id; });
 }
 
-QString frame(const QJsonObject& o) { return QString::fromUtf8(QJsonDocument(o).toJson()); }
+QString frame(const QJsonObject& o) {
+    return QString::fromUtf8(QJsonDocument(o).toJson());
+}
 } // namespace
 
 // Every event type through the real socket, with the rules that decide what
@@ -127,8 +129,11 @@ private slots:
         const qint64 at = alice->readAt[chat.id].value(bob->user.id);
         QVERIFY(at > 0);
         // The server never sends a mark backwards; a stale frame must still not move it.
-        alice->handleEvent(frame({{"type", "read"}, {"chatId", chat.id}, {"userId", bob->user.id},
-                                  {"messageId", m1.id}, {"at", at + 5}}),
+        alice->handleEvent(frame({{"type", "read"},
+                                  {"chatId", chat.id},
+                                  {"userId", bob->user.id},
+                                  {"messageId", m1.id},
+                                  {"at", at + 5}}),
                            0);
         QCOMPARE(alice->reads[chat.id].value(bob->user.id), m2.id);
         QCOMPARE(alice->readAt[chat.id].value(bob->user.id), at);
@@ -170,7 +175,8 @@ private slots:
         QCOMPARE(Prefs::shared().readJson<User>("me")->email, "alice@example.org");
 
         const Account carol = signIn(*server, "carol"); // a new user joins
-        const ChatSummary group = await(carol.api.createGroup("Trio", {alice->me->id, bob->user.id}));
+        const ChatSummary group =
+            await(carol.api.createGroup("Trio", {alice->me->id, bob->user.id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(group.id), 5000);
         const bool knowsCarol = std::any_of(alice->users.begin(), alice->users.end(),
                                             [&](const User& u) { return u.id == carol.user.id; });
@@ -204,10 +210,10 @@ private slots:
 
     void framesThatAreNotEventsChangeNothing() {
         const auto before = alice->chats;
-        for (const QString& text : {QString("not json"), QString("{}"), QString("[1,2]"),
-                                    QString(R"({"type":"unheardOf","chatId":1})"),
-                                    QString(R"({"type":"message"})"),
-                                    QString(R"({"type":"read","chatId":"x"})")})
+        for (const QString& text :
+             {QString("not json"), QString("{}"), QString("[1,2]"),
+              QString(R"({"type":"unheardOf","chatId":1})"), QString(R"({"type":"message"})"),
+              QString(R"({"type":"read","chatId":"x"})")})
             alice->handleEvent(text, 0);
         QCOMPARE(alice->chats, before);
         QVERIFY(alice->wsConnected);
