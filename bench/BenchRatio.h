@@ -24,11 +24,13 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             const Times t{run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
-            const std::string& name = run.run_name.function_name;
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-                medians[name] = t;
-            else if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                lastRun[name] = t;
+            // Pairs may name a benchmark alone or with its arguments ("Pass/1").
+            for (const std::string& name : {run.run_name.function_name, run.run_name.str()}) {
+                if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                    medians[name] = t;
+                else if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                    lastRun[name] = t;
+            }
         }
         ConsoleReporter::ReportRuns(runs);
     }
