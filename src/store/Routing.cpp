@@ -38,22 +38,26 @@ void Store::remap(Message& message, int server) const {
     }
     if (message.reactions)
         for (Reaction& reaction : *message.reactions)
-            for (qint64& userId : reaction.userIds) userId = mapUserId(userId, server);
+            for (qint64& userId : reaction.userIds)
+                userId = mapUserId(userId, server);
     if (message.forwardedFrom)
         message.forwardedFrom->senderId = mapUserId(message.forwardedFrom->senderId, server);
     // Relative media paths must keep pointing at their own server after the merge.
+    if (!message.media && !message.album) return;
     if (const auto serverApi = apiFor(server)) {
         const QString base = serverApi->base.toString();
         if (message.media) message.media->url = absolutizeMediaPath(message.media->url, base);
         if (message.album)
-            for (MediaInfo& item : *message.album) item.url = absolutizeMediaPath(item.url, base);
+            for (MediaInfo& item : *message.album)
+                item.url = absolutizeMediaPath(item.url, base);
     }
 }
 
 void Store::remap(ChatSummary& chat, int server) const {
     if (server == 0) return;
     chat.id = IDCodec::encode(chat.id, server);
-    for (User& member : chat.members) remap(member, server);
+    for (User& member : chat.members)
+        remap(member, server);
     if (chat.lastMessage) remap(*chat.lastMessage, server);
     if (chat.pinnedMessage) remap(*chat.pinnedMessage, server);
 }
@@ -65,9 +69,9 @@ std::optional<Api> Store::apiFor(int server) const {
         const auto url = normalizedServerURL(profile.url);
         if (!url) return std::nullopt;
         const auto tokenIt = m_serverTokens.constFind(server);
-        return Api(PinRegistry::shared().upgraded(*url),
-                   tokenIt == m_serverTokens.constEnd() ? std::nullopt
-                                                        : std::optional<QString>(*tokenIt));
+        return Api(PinRegistry::shared().upgraded(*url), tokenIt == m_serverTokens.constEnd()
+                                                             ? std::nullopt
+                                                             : std::optional<QString>(*tokenIt));
     }
     return std::nullopt;
 }
