@@ -3,11 +3,11 @@
 // callbacks of a replaced or closed socket end quietly.
 
 #include "net/Pinning.h"
+#include "net/StrictUtf8.h"
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>
-#include <QStringDecoder>
 #include <QWebSocket>
 
 namespace {
@@ -15,13 +15,6 @@ const char* const kHandshakeDone = "velmarinHandshakeDone";
 const char* const kPingOutstanding = "velmarinPingOutstanding";
 constexpr double pingInterval = 20.0;
 constexpr double maxReconnectDelay = 15.0;
-
-std::optional<QString> strictUtf8(const QByteArray& bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    if (decoder.hasError()) return std::nullopt;
-    return text;
-}
 } // namespace
 
 void Store::connectExtraWSIfNeeded(int server) {

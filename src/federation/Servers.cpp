@@ -298,16 +298,9 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
         co_return;
     }
     if (!self) co_return;
-    const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
-    auto tokens = m_serverTokens;
-    tokens.insert(server, reply.token);
-    setServerTokens(tokens);
-    if (const ServerProfile* profile = extraServer(server)) {
-        auto call = connectServer(*profile);
-        co_await call;
-        if (!self) co_return;
-    }
-    startExtraPolling();
+    auto join = joinExtraServer(base, reply.token);
+    co_await join;
+    if (!self) co_return;
     if (background) co_return;
     setSelectedChatId(std::nullopt);
     const auto primary = api();
@@ -318,6 +311,22 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
     } catch (const std::exception&) {
         // Other devices learn of the link at a later try.
     }
+}
+
+// A server the person just got a token for: kept as an extra server, joined
+// into the list, and polled like the others.
+QCoro::Task<> Store::joinExtraServer(QUrl base, QString serverToken) {
+    QPointer<Store> self(this);
+    const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
+    auto tokens = m_serverTokens;
+    tokens.insert(server, serverToken);
+    setServerTokens(tokens);
+    if (const ServerProfile* profile = extraServer(server)) {
+        auto call = connectServer(*profile);
+        co_await call;
+        if (!self) co_return;
+    }
+    startExtraPolling();
 }
 
 QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
@@ -333,16 +342,9 @@ QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
         co_return;
     }
     if (!self) co_return;
-    const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
-    auto tokens = m_serverTokens;
-    tokens.insert(server, reply.token);
-    setServerTokens(tokens);
-    if (const ServerProfile* profile = extraServer(server)) {
-        auto call = connectServer(*profile);
-        co_await call;
-        if (!self) co_return;
-    }
-    startExtraPolling();
+    auto join = joinExtraServer(base, reply.token);
+    co_await join;
+    if (!self) co_return;
     setSelectedChatId(std::nullopt);
 }
 

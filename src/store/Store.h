@@ -694,6 +694,7 @@ private:
     QCoro::Task<> sweepExtraTyping();
     void reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& typers);
     int adoptServerProfile(const QUrl& base, const QString& fallbackName);
+    QCoro::Task<> joinExtraServer(QUrl base, QString serverToken);
     void startFederationFollowUps(const BootstrapResponse& reply);
     QCoro::Task<> refreshSelectedAfterResync();
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
