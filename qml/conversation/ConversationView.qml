@@ -21,6 +21,19 @@ Item {
         if (row >= 0)
             list.positionViewAtIndex(row, ListView.Center)
     }
+    // The first message that was unread when the conversation opened: the
+    // line stays above it while the conversation is open, and the view starts there.
+    property var unreadFrom: 0
+    property bool unreadCaptured: false
+    function captureUnread() {
+        if (unreadCaptured || list.count === 0)
+            return
+        unreadCaptured = true
+        unreadFrom = timeline.firstUnreadId()
+        const row = unreadFrom !== 0 ? timeline.rowOfMessage(unreadFrom) : -1
+        if (row >= 0)
+            list.positionViewAtIndex(row, ListView.Center)
+    }
     function markReadIfAtEnd() {
         if (list.atYEnd && Qt.application.state === Qt.ApplicationActive)
             timeline.markRead()
@@ -37,6 +50,11 @@ Item {
     ColumnLayout {
         anchors.fill: parent
         spacing: 0
+
+        PinnedBar {
+            Layout.fillWidth: true
+            onJump: id => view.jumpTo(id)
+        }
 
         ListView {
             id: list
@@ -58,14 +76,16 @@ Item {
                 id: rowItem
                 required property var model
                 required property int index
+                // Runs of one sender sit 2 px apart, everything else 8 px.
+                readonly property real gapAbove: rowItem.model.kind === "message" && rowItem.model.groupStart === false ? 2 : 8
                 width: ListView.view.width
-                height: loader.height + 4
+                height: loader.height + gapAbove
                 Component.onCompleted: ++view.delegatesMade
 
                 Loader {
                     id: loader
                     x: Theme.padL
-                    y: 2
+                    y: rowItem.gapAbove
                     width: parent.width - 2 * Theme.padL
                     sourceComponent: rowItem.model.kind === "day" ? dayRow
                                    : rowItem.model.kind === "system" ? systemRow : messageRow
@@ -88,20 +108,31 @@ Item {
                 }
                 Component {
                     id: messageRow
-                    MessageBubble {
-                        id: bubbleItem
-                        row: rowItem.model
-                        maxWidth: view.bubbleMax
-                        onJumpTo: id => view.jumpTo(id)
-                        onOpenMedia: info => viewer.show(info)
-                        onContextMenu: (x, y) => actions.openFor(rowItem.model, bubbleItem, x, y)
+                    Column {
+                        spacing: 0
+                        UnreadLine {
+                            width: parent.width
+                            visible: view.unreadFrom !== 0 && rowItem.model.messageId === view.unreadFrom
+                        }
+                        MessageBubble {
+                            id: bubbleItem
+                            width: parent.width
+                            row: rowItem.model
+                            maxWidth: view.bubbleMax
+                            onJumpTo: id => view.jumpTo(id)
+                            onOpenMedia: info => viewer.show(info)
+                            onContextMenu: (x, y) => actions.openFor(rowItem.model, bubbleItem, x, y)
+                        }
                     }
                 }
             }
 
             onAtYBeginningChanged: if (atYBeginning && count > 0 && view.timeline.hasMore) view.timeline.loadOlder()
             onAtYEndChanged: view.markReadIfAtEnd()
-            onCountChanged: view.markReadIfAtEnd()
+            onCountChanged: {
+                view.captureUnread()
+                view.markReadIfAtEnd()
+            }
         }
 
         AgentStatusBar {
@@ -144,8 +175,14 @@ Item {
         target: view.timeline
         function onChatIdChanged() {
             view.delegatesMade = 0
+            view.unreadFrom = 0
+            view.unreadCaptured = false
+            view.captureUnread()
             composer.focusDraft()
         }
     }
-    Component.onCompleted: composer.focusDraft()
+    Component.onCompleted: {
+        captureUnread()
+        composer.focusDraft()
+    }
 }

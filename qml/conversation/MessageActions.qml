@@ -37,6 +37,12 @@ Menu {
         onTriggered: AppModel.copyMessage(menu.messageId)
     }
     MenuItem {
+        readonly property bool isPinned: AppModel.selectedChatPinned.id === menu.messageId
+        text: isPinned ? Loc.l("Unpin", Loc.revision) : Loc.l("Pin", Loc.revision)
+        enabled: menu.sent
+        onTriggered: AppModel.setPinned(menu.messageId, !isPinned)
+    }
+    MenuItem {
         text: Loc.l("Forward", Loc.revision)
         enabled: menu.sent
         onTriggered: menu.forward(menu.messageId)

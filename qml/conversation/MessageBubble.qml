@@ -37,6 +37,18 @@ Item {
         radius: Theme.radiusBubble
         color: bubble.row.emojiOnly ? "transparent" : bubble.mine ? Theme.accentFill : Theme.surfaceRaised
 
+        // The last bubble of a run points at its sender with a tighter corner.
+        Rectangle {
+            visible: bubble.row.groupEnd === true && !bubble.row.emojiOnly
+            width: Theme.radiusBubble
+            height: Theme.radiusBubble
+            radius: Theme.radiusBubbleTail
+            color: parent.color
+            anchors.bottom: parent.bottom
+            anchors.right: bubble.mine ? parent.right : undefined
+            anchors.left: bubble.mine ? undefined : parent.left
+        }
+
         ColumnLayout {
             id: content
             x: Theme.padM

@@ -115,11 +115,15 @@ ColumnLayout {
             font.pixelSize: Theme.secondary
         }
         Item { Layout.fillWidth: true }
-        BusyIndicator {
+        ProgressBar {
+            objectName: "uploadProgress"
             visible: pending.composer.uploadingMedia
-            running: visible
-            implicitWidth: 24
-            implicitHeight: 24
+            Layout.preferredWidth: 120
+            from: 0
+            to: 1
+            value: Math.max(0, pending.composer.uploadProgress)
+            indeterminate: pending.composer.uploadProgress < 0
+            Accessible.name: Loc.l("Uploading…", Loc.revision)
         }
         SecondaryButton {
             text: Loc.l("Cancel", Loc.revision)

@@ -118,6 +118,7 @@ private:
             say(chat, person(1),
                 QStringLiteral("Thanks! `git switch review/sync-v2` gets you the branch."), 250);
         readUpTo(chat, last.id);
+        m_db.updateChat(chat, {{QStringLiteral("pinned_message_id"), QVariant(table.id)}});
     }
 
     void releaseGroup() {

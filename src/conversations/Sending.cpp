@@ -89,9 +89,28 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
 
 // MARK: Media
 
+double Store::UploadState::fraction() const {
+    const double part = total > 0 ? double(sent) / double(total) : 0.0;
+    return std::clamp((item + part) / std::max(1, items), 0.0, 1.0);
+}
+
+void Store::setUpload(qint64 chatId, std::optional<UploadState> state) {
+    if (state)
+        uploads.insert(chatId, *state);
+    else if (!uploads.remove(chatId))
+        return;
+    emit uploadsChanged(chatId);
+}
+
+Api::UploadProgress Store::uploadReporter(qint64 chatId, int item, int items) {
+    return [self = QPointer<Store>(this), chatId, item, items](qint64 sent, qint64 total) {
+        if (self) self->setUpload(chatId, UploadState{item, items, sent, total});
+    };
+}
+
 QCoro::Task<> Store::sendMedia(qint64 chatId, QByteArray data, QString kind, QString ext,
                                QString caption, std::optional<qint64> width,
-                               std::optional<qint64> height) {
+                               std::optional<qint64> height, int item, int items) {
     QPointer<Store> self(this);
     const auto r = route(chatId);
     if (!r) co_return;
@@ -101,15 +120,21 @@ QCoro::Task<> Store::sendMedia(qint64 chatId, QByteArray data, QString kind, QSt
     meta.caption = caption;
     meta.width = width;
     meta.height = height;
+    meta.progress = uploadReporter(chatId, item, items);
+    setUpload(chatId, UploadState{item, items, 0, data.size()});
+    const bool last = item + 1 >= items;
     Message reply;
     try {
         auto call = r->api.uploadMedia(r->real, data, meta);
         reply = co_await call;
     } catch (const std::exception& e) {
-        if (self) setLastError(describeError(e));
+        if (!self) co_return;
+        setLastError(describeError(e));
+        if (last) setUpload(chatId, std::nullopt);
         co_return;
     }
     if (!self) co_return;
+    if (last) setUpload(chatId, std::nullopt);
     finishSend(reply, r->server);
     bumpUserActivity(chatId, std::nullopt);
     setLastError(std::nullopt);
@@ -133,9 +158,13 @@ QCoro::Task<> Store::sendMediaBatch(qint64 chatId, QList<MediaUpload> items) {
             break;
         }
     QList<Api::AlbumItem> uploaded;
-    for (const MediaUpload& item : std::as_const(items)) {
+    const int count = int(items.size());
+    for (int k = 0; k < count; ++k) {
+        const MediaUpload& item = items[k];
+        setUpload(chatId, UploadState{k, count, 0, item.data.size()});
         try {
-            auto call = r->api.uploadBlob(r->real, item.data, item.kind, item.ext);
+            auto reporter = uploadReporter(chatId, k, count);
+            auto call = r->api.uploadBlob(r->real, item.data, item.kind, item.ext, reporter);
             const QString file = co_await call;
             uploaded.push_back({item.kind, file, item.width, item.height, item.name});
         } catch (const std::exception& e) {
@@ -149,6 +178,7 @@ QCoro::Task<> Store::sendMediaBatch(qint64 chatId, QList<MediaUpload> items) {
             auto call = r->api.sendAlbum(r->real, caption, uploaded);
             const Message reply = co_await call;
             if (!self) co_return;
+            setUpload(chatId, std::nullopt);
             finishSend(reply, r->server);
             bumpUserActivity(chatId, std::nullopt);
             setLastError(std::nullopt);
@@ -159,14 +189,16 @@ QCoro::Task<> Store::sendMediaBatch(qint64 chatId, QList<MediaUpload> items) {
         }
     }
     // Too few uploads for an album: every item goes on its own, uploaded ones again too.
-    for (const MediaUpload& item : std::as_const(items)) {
+    for (int k = 0; k < count; ++k) {
+        const MediaUpload& item = items[k];
         const bool isFile = item.kind == QLatin1String("file");
         const QString itemCaption = isFile ? item.name.value_or(item.caption) : item.caption;
-        auto single =
-            sendMedia(chatId, item.data, item.kind, item.ext, itemCaption, item.width, item.height);
+        auto single = sendMedia(chatId, item.data, item.kind, item.ext, itemCaption, item.width,
+                                item.height, k, count);
         co_await single;
         if (!self) co_return;
     }
+    setUpload(chatId, std::nullopt);
 }
 
 // MARK: Voice

@@ -12,7 +12,9 @@
 using json::put;
 using json::req;
 
-QString clientDeviceName() { return QStringLiteral("Mac"); }
+QString clientDeviceName() {
+    return QStringLiteral("Mac");
+}
 
 QString clientAppVersion() {
     const QString version = QString::fromUtf8(BuildSettings::version);
@@ -96,7 +98,9 @@ QNetworkAccessManager& Api::session() {
     return *manager;
 }
 
-void Api::setRequestTimeoutForTesting(int ms) { session().setTransferTimeout(ms); }
+void Api::setRequestTimeoutForTesting(int ms) {
+    session().setTransferTimeout(ms);
+}
 
 QUrl Api::url(const QString& path, const Query& query) const {
     QUrl u = base;
@@ -105,7 +109,8 @@ QUrl Api::url(const QString& path, const Query& query) const {
     u.setPath(basePath + QLatin1Char('/') + path);
     if (!query.isEmpty()) {
         QUrlQuery q;
-        for (const auto& [name, value] : query) q.addQueryItem(name, value);
+        for (const auto& [name, value] : query)
+            q.addQueryItem(name, value);
         u.setQuery(q);
     }
     return u;
@@ -134,8 +139,8 @@ QUrl Api::chatAvatarURL(qint64 chatId, qint64 version) const {
 // MARK: Errors
 
 QString Api::friendlyMessage(const UrlError& error, const QString& host) {
-    const QString target = host.isEmpty() ? QStringLiteral("the server")
-                                          : QStringLiteral("“%1”").arg(host);
+    const QString target =
+        host.isEmpty() ? QStringLiteral("the server") : QStringLiteral("“%1”").arg(host);
     switch (error.code()) {
     case UrlError::Code::CannotFindHost:
     case UrlError::Code::DnsLookupFailed:
@@ -148,12 +153,14 @@ QString Api::friendlyMessage(const UrlError& error, const QString& host) {
                    "Can’t connect to %1. The server may be down, or you’re off its network "
                    "(Tailscale).")
             .arg(target);
-    case UrlError::Code::NotConnectedToInternet: return QStringLiteral("No internet connection.");
+    case UrlError::Code::NotConnectedToInternet:
+        return QStringLiteral("No internet connection.");
     case UrlError::Code::TimedOut:
         return QStringLiteral(
                    "%1 took too long to respond. Check your connection (Tailscale) and try again.")
             .arg(target);
-    default: return error.description();
+    default:
+        return error.description();
     }
 }
 
@@ -173,17 +180,22 @@ namespace {
 UrlError::Code urlErrorCode(const QNetworkReply* reply) {
     if (PinningDelegate::refusedByPin(reply)) return UrlError::Code::SecureConnectionFailed;
     switch (reply->error()) {
-    case QNetworkReply::HostNotFoundError: return UrlError::Code::CannotFindHost;
-    case QNetworkReply::ConnectionRefusedError: return UrlError::Code::CannotConnectToHost;
-    case QNetworkReply::RemoteHostClosedError: return UrlError::Code::NetworkConnectionLost;
+    case QNetworkReply::HostNotFoundError:
+        return UrlError::Code::CannotFindHost;
+    case QNetworkReply::ConnectionRefusedError:
+        return UrlError::Code::CannotConnectToHost;
+    case QNetworkReply::RemoteHostClosedError:
+        return UrlError::Code::NetworkConnectionLost;
     case QNetworkReply::TimeoutError:
     case QNetworkReply::OperationCanceledError: // what the transfer timeout reports
         return UrlError::Code::TimedOut;
     case QNetworkReply::NetworkSessionFailedError:
     case QNetworkReply::TemporaryNetworkFailureError:
         return UrlError::Code::NotConnectedToInternet;
-    case QNetworkReply::SslHandshakeFailedError: return UrlError::Code::SecureConnectionFailed;
-    default: return UrlError::Code::Other;
+    case QNetworkReply::SslHandshakeFailedError:
+        return UrlError::Code::SecureConnectionFailed;
+    default:
+        return UrlError::Code::Other;
     }
 }
 
@@ -193,12 +205,17 @@ struct Finished {
 };
 
 // Sends through the shared session and waits; a transport failure throws UrlError.
-QCoro::Task<Finished> perform(QNetworkRequest request, QByteArray method, QByteArray body) {
+QCoro::Task<Finished> perform(QNetworkRequest request, QByteArray method, QByteArray body,
+                              Api::UploadProgress progress = {}) {
     PinningDelegate::prepare(request);
-    QNetworkReply* reply = body.isNull()
-                               ? Api::session().sendCustomRequest(request, method)
-                               : Api::session().sendCustomRequest(request, method, body);
+    QNetworkReply* reply = body.isNull() ? Api::session().sendCustomRequest(request, method)
+                                         : Api::session().sendCustomRequest(request, method, body);
     PinningDelegate::attach(reply);
+    if (progress)
+        QObject::connect(reply, &QNetworkReply::uploadProgress, reply,
+                         [progress](qint64 sent, qint64 total) {
+                             if (total > 0) progress(sent, total);
+                         });
     co_await qCoro(reply).waitForFinished(std::chrono::milliseconds(-1));
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> owner(
         reply, [](QNetworkReply* r) { r->deleteLater(); });
@@ -241,8 +258,8 @@ QCoro::Task<> Api::ack(QByteArray method, QString path, std::optional<QJsonObjec
     json::decode<QMap<QString, bool>>(data);
 }
 
-QCoro::Task<QByteArray> Api::rawUpload(QString path, Query query, QByteArray data,
-                                       int timeoutMs) const {
+QCoro::Task<QByteArray> Api::rawUpload(QString path, Query query, QByteArray data, int timeoutMs,
+                                       UploadProgress progress) const {
     const Api self = *this;
     QNetworkRequest request = self.makeRequest(self.url(path, query));
     request.setHeader(QNetworkRequest::ContentTypeHeader,
@@ -250,7 +267,7 @@ QCoro::Task<QByteArray> Api::rawUpload(QString path, Query query, QByteArray dat
     request.setTransferTimeout(timeoutMs);
     const QByteArray post("POST");
     const QByteArray body = data.isNull() ? QByteArray("") : data;
-    auto call = perform(request, post, body);
+    auto call = perform(request, post, body, std::move(progress));
     const Finished done = co_await call;
     co_return decodeResponse(done.status, done.body);
 }

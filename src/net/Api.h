@@ -10,6 +10,7 @@
 #include <QCoroTask>
 #include <QUrl>
 #include <QUrlQuery>
+#include <functional>
 
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -60,6 +61,9 @@ public:
         std::optional<qint64> height;
         std::optional<QString> name;
     };
+    // Told how many bytes of an upload's body went out, of how many.
+    using UploadProgress = std::function<void(qint64 sent, qint64 total)>;
+
     struct MediaUpload {
         QString kind;
         QString ext;
@@ -69,6 +73,7 @@ public:
         bool clientTranscribe = false;
         std::optional<QString> engine;
         std::optional<QString> lang;
+        UploadProgress progress;
     };
 
     Api(QUrl base, std::optional<QString> token) : base(std::move(base)), token(std::move(token)) {}
@@ -137,8 +142,8 @@ public:
 
     // Raw uploads: bytes as the body, no friendly mapping of transport errors.
     QCoro::Task<Message> uploadMedia(qint64 chatId, QByteArray data, MediaUpload meta) const;
-    QCoro::Task<QString> uploadBlob(qint64 chatId, QByteArray data, QString kind,
-                                    QString ext) const;
+    QCoro::Task<QString> uploadBlob(qint64 chatId, QByteArray data, QString kind, QString ext,
+                                    UploadProgress progress = {}) const;
     QCoro::Task<QString> transcribe(QByteArray data, QString ext = QStringLiteral("m4a"),
                                     std::optional<QString> lang = {}) const;
     QCoro::Task<User> uploadAvatar(QByteArray jpeg) const;
@@ -146,7 +151,8 @@ public:
 
     // Conversations and groups.
     QCoro::Task<ChatSummary> createDirect(qint64 userId) const;
-    QCoro::Task<ChatSummary> createGroup(const QString& title, const QList<qint64>& memberIds) const;
+    QCoro::Task<ChatSummary> createGroup(const QString& title,
+                                         const QList<qint64>& memberIds) const;
     QCoro::Task<ChatSummary> setTavikAgent(qint64 chatId, bool on) const;
     QCoro::Task<ChatSummary> renameChat(qint64 chatId, const QString& title) const;
     QCoro::Task<> deleteChat(qint64 chatId) const;
@@ -187,14 +193,13 @@ private:
     template <typename T>
     static QCoro::Task<T> decodeCall(Api api, QByteArray method, QString path, Query query,
                                      std::optional<QJsonObject> body) {
-        const QByteArray data =
-            co_await api.request(std::move(method), std::move(path), std::move(query),
-                                 std::move(body));
+        const QByteArray data = co_await api.request(std::move(method), std::move(path),
+                                                     std::move(query), std::move(body));
         co_return json::decode<T>(data);
     }
     QCoro::Task<> ack(QByteArray method, QString path, std::optional<QJsonObject> body = {}) const;
-    QCoro::Task<QByteArray> rawUpload(QString path, Query query, QByteArray data,
-                                      int timeoutMs) const;
+    QCoro::Task<QByteArray> rawUpload(QString path, Query query, QByteArray data, int timeoutMs,
+                                      UploadProgress progress = {}) const;
     QNetworkRequest makeRequest(const QUrl& url) const;
 };
 

@@ -5,18 +5,21 @@
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
 
-#include <QNetworkReply>
-#include <QNetworkAccessManager>
 #include <QCoroNetworkReply>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 
 namespace {
 using Query = Api::Query;
 
-QString id(qint64 value) { return QString::number(value); }
+QString id(qint64 value) {
+    return QString::number(value);
+}
 
 QJsonArray idArray(const QList<qint64>& ids) {
     QJsonArray arr;
-    for (qint64 i : ids) arr.append(QJsonValue(i));
+    for (qint64 i : ids)
+        arr.append(QJsonValue(i));
     return arr;
 }
 
@@ -33,25 +36,26 @@ QString textValue(const QByteArray& data, const QString& key) {
 // MARK: Sign-in and identity
 
 QCoro::Task<LoginResponse> Api::login(const QString& username) const {
-    return call<LoginResponse>(QByteArrayLiteral("POST"), QStringLiteral("api/login"),
-                               {}, QJsonObject{{QStringLiteral("username"), username}});
+    return call<LoginResponse>(QByteArrayLiteral("POST"), QStringLiteral("api/login"), {},
+                               QJsonObject{{QStringLiteral("username"), username}});
 }
 
 QCoro::Task<LoginResponse> Api::loginGuest(const QString& name, const QString& code) const {
-    return call<LoginResponse>(QByteArrayLiteral("POST"), QStringLiteral("api/login/guest"), {},
-                               QJsonObject{{QStringLiteral("name"), name},
-                                           {QStringLiteral("code"), code}});
+    return call<LoginResponse>(
+        QByteArrayLiteral("POST"), QStringLiteral("api/login/guest"), {},
+        QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("code"), code}});
 }
 
 QCoro::Task<Api::ServerIdentityResponse> Api::serverIdentity() const {
-    return call<ServerIdentityResponse>(QByteArrayLiteral("GET"), QStringLiteral("api/server-identity"));
+    return call<ServerIdentityResponse>(QByteArrayLiteral("GET"),
+                                        QStringLiteral("api/server-identity"));
 }
 
 QCoro::Task<Api::KeyAuthResponse> Api::keyRegister(const QString& pubkey,
                                                    const QString& label) const {
-    return call<KeyAuthResponse>(QByteArrayLiteral("POST"), QStringLiteral("api/key/register"), {},
-                                 QJsonObject{{QStringLiteral("pubkey"), pubkey},
-                                             {QStringLiteral("label"), label}});
+    return call<KeyAuthResponse>(
+        QByteArrayLiteral("POST"), QStringLiteral("api/key/register"), {},
+        QJsonObject{{QStringLiteral("pubkey"), pubkey}, {QStringLiteral("label"), label}});
 }
 
 namespace {
@@ -74,7 +78,9 @@ QCoro::Task<Api::KeyAuthResponse> keyLoginFlow(Api api) {
 }
 } // namespace
 
-QCoro::Task<Api::KeyAuthResponse> Api::keyLogin() const { return keyLoginFlow(*this); }
+QCoro::Task<Api::KeyAuthResponse> Api::keyLogin() const {
+    return keyLoginFlow(*this);
+}
 
 QCoro::Task<Api::KeyAuthResponse> Api::pair(const QString& code, const QString& pubkey,
                                             const QString& label) const {
@@ -103,7 +109,8 @@ QCoro::Task<QByteArray> Api::fleetSites() const {
 }
 
 QCoro::Task<UserClient> Api::userClient(qint64 userId) const {
-    return call<UserClient>(QByteArrayLiteral("GET"), QStringLiteral("api/users/%1/client").arg(userId));
+    return call<UserClient>(QByteArrayLiteral("GET"),
+                            QStringLiteral("api/users/%1/client").arg(userId));
 }
 
 // MARK: Messages
@@ -154,7 +161,8 @@ QCoro::Task<Message> Api::send(qint64 chatId, const QString& text,
                                std::optional<qint64> replyTo) const {
     QJsonObject body{{QStringLiteral("text"), text}};
     if (replyTo) body.insert(QStringLiteral("replyTo"), QJsonValue(*replyTo));
-    return call<Message>(QByteArrayLiteral("POST"), QStringLiteral("api/chats/%1/messages").arg(chatId), {}, body);
+    return call<Message>(QByteArrayLiteral("POST"),
+                         QStringLiteral("api/chats/%1/messages").arg(chatId), {}, body);
 }
 
 QCoro::Task<bool> Api::markRead(qint64 chatId, qint64 messageId) const {
@@ -181,12 +189,14 @@ QCoro::Task<QList<TypingUser>> Api::fetchTyping(qint64 chatId, QString device) c
 }
 
 QCoro::Task<Message> Api::edit(qint64 messageId, const QString& text) const {
-    return call<Message>(QByteArrayLiteral("PATCH"), QStringLiteral("api/messages/%1").arg(messageId), {},
+    return call<Message>(QByteArrayLiteral("PATCH"),
+                         QStringLiteral("api/messages/%1").arg(messageId), {},
                          QJsonObject{{QStringLiteral("text"), text}});
 }
 
 QCoro::Task<Message> Api::forward(qint64 toChatId, qint64 messageId) const {
-    return call<Message>(QByteArrayLiteral("POST"), QStringLiteral("api/chats/%1/forward").arg(toChatId), {},
+    return call<Message>(QByteArrayLiteral("POST"),
+                         QStringLiteral("api/chats/%1/forward").arg(toChatId), {},
                          QJsonObject{{QStringLiteral("messageId"), QJsonValue(messageId)}});
 }
 
@@ -196,14 +206,15 @@ QCoro::Task<> Api::deleteMessage(qint64 messageId) const {
 
 QCoro::Task<Message> Api::setTranscript(qint64 messageId, const QString& transcript,
                                         bool fallback) const {
-    return call<Message>(QByteArrayLiteral("POST"), QStringLiteral("api/messages/%1/transcript").arg(messageId), {},
+    return call<Message>(QByteArrayLiteral("POST"),
+                         QStringLiteral("api/messages/%1/transcript").arg(messageId), {},
                          QJsonObject{{QStringLiteral("transcript"), transcript},
                                      {QStringLiteral("fallback"), fallback}});
 }
 
 QCoro::Task<ChatSummary> Api::setPinned(qint64 messageId, bool pinned) const {
-    const QString path = pinned ? QStringLiteral("api/messages/%1/pin")
-                                : QStringLiteral("api/messages/%1/unpin");
+    const QString path =
+        pinned ? QStringLiteral("api/messages/%1/pin") : QStringLiteral("api/messages/%1/unpin");
     return call<ChatSummary>(QByteArrayLiteral("POST"), path.arg(messageId));
 }
 
@@ -219,7 +230,8 @@ QCoro::Task<Message> Api::sendAlbum(qint64 chatId, const QString& caption,
     }
     QJsonObject body{{QStringLiteral("items"), list}};
     if (!caption.isEmpty()) body.insert(QStringLiteral("caption"), caption);
-    return call<Message>(QByteArrayLiteral("POST"), QStringLiteral("api/chats/%1/album").arg(chatId), {}, body);
+    return call<Message>(QByteArrayLiteral("POST"),
+                         QStringLiteral("api/chats/%1/album").arg(chatId), {}, body);
 }
 
 // MARK: Raw uploads
@@ -254,14 +266,15 @@ QCoro::Task<Message> Api::uploadMedia(qint64 chatId, QByteArray data, MediaUploa
     if (meta.engine) query.append({QStringLiteral("engine"), *meta.engine});
     if (meta.lang && !meta.lang->isEmpty()) query.append({QStringLiteral("lang"), *meta.lang});
     return decodeUpload<Message>(rawUpload(QStringLiteral("api/chats/%1/media").arg(chatId), query,
-                                           std::move(data), uploadTimeoutMs));
+                                           std::move(data), uploadTimeoutMs,
+                                           std::move(meta.progress)));
 }
 
-QCoro::Task<QString> Api::uploadBlob(qint64 chatId, QByteArray data, QString kind,
-                                     QString ext) const {
+QCoro::Task<QString> Api::uploadBlob(qint64 chatId, QByteArray data, QString kind, QString ext,
+                                     UploadProgress progress) const {
     return blobFile(rawUpload(QStringLiteral("api/chats/%1/blob").arg(chatId),
                               {{QStringLiteral("kind"), kind}, {QStringLiteral("ext"), ext}},
-                              std::move(data), uploadTimeoutMs));
+                              std::move(data), uploadTimeoutMs, std::move(progress)));
 }
 
 QCoro::Task<QString> Api::transcribe(QByteArray data, QString ext,
@@ -299,13 +312,13 @@ QCoro::Task<ChatSummary> Api::createGroup(const QString& title,
 }
 
 QCoro::Task<ChatSummary> Api::setTavikAgent(qint64 chatId, bool on) const {
-    return call<ChatSummary>(QByteArrayLiteral("PATCH"), QStringLiteral("api/chats/%1").arg(chatId), {},
-                             QJsonObject{{QStringLiteral("tavikAgent"), on}});
+    return call<ChatSummary>(QByteArrayLiteral("PATCH"), QStringLiteral("api/chats/%1").arg(chatId),
+                             {}, QJsonObject{{QStringLiteral("tavikAgent"), on}});
 }
 
 QCoro::Task<ChatSummary> Api::renameChat(qint64 chatId, const QString& title) const {
-    return call<ChatSummary>(QByteArrayLiteral("PATCH"), QStringLiteral("api/chats/%1").arg(chatId), {},
-                             QJsonObject{{QStringLiteral("title"), title}});
+    return call<ChatSummary>(QByteArrayLiteral("PATCH"), QStringLiteral("api/chats/%1").arg(chatId),
+                             {}, QJsonObject{{QStringLiteral("title"), title}});
 }
 
 QCoro::Task<> Api::deleteChat(qint64 chatId) const {
@@ -313,24 +326,29 @@ QCoro::Task<> Api::deleteChat(qint64 chatId) const {
 }
 
 QCoro::Task<ChatSummary> Api::addGroupMembers(qint64 chatId, const QList<qint64>& userIds) const {
-    return call<ChatSummary>(QByteArrayLiteral("POST"), QStringLiteral("api/chats/%1/members").arg(chatId), {},
+    return call<ChatSummary>(QByteArrayLiteral("POST"),
+                             QStringLiteral("api/chats/%1/members").arg(chatId), {},
                              QJsonObject{{QStringLiteral("user_ids"), idArray(userIds)}});
 }
 
 QCoro::Task<> Api::removeChatMember(qint64 chatId, qint64 userId) const {
-    return ack(QByteArrayLiteral("DELETE"), QStringLiteral("api/chats/%1/members/%2").arg(chatId).arg(userId));
+    return ack(QByteArrayLiteral("DELETE"),
+               QStringLiteral("api/chats/%1/members/%2").arg(chatId).arg(userId));
 }
 
 QCoro::Task<InviteResponse> Api::inviteCode(qint64 chatId) const {
-    return call<InviteResponse>(QByteArrayLiteral("GET"), QStringLiteral("api/chats/%1/invite").arg(chatId));
+    return call<InviteResponse>(QByteArrayLiteral("GET"),
+                                QStringLiteral("api/chats/%1/invite").arg(chatId));
 }
 
 QCoro::Task<InviteResponse> Api::rotateInvite(qint64 chatId) const {
-    return call<InviteResponse>(QByteArrayLiteral("POST"), QStringLiteral("api/chats/%1/invite").arg(chatId));
+    return call<InviteResponse>(QByteArrayLiteral("POST"),
+                                QStringLiteral("api/chats/%1/invite").arg(chatId));
 }
 
 QCoro::Task<InviteResponse> Api::revokeInvite(qint64 chatId) const {
-    return call<InviteResponse>(QByteArrayLiteral("DELETE"), QStringLiteral("api/chats/%1/invite").arg(chatId));
+    return call<InviteResponse>(QByteArrayLiteral("DELETE"),
+                                QStringLiteral("api/chats/%1/invite").arg(chatId));
 }
 
 QCoro::Task<GroupRolesResponse> Api::groupRoles() const {
@@ -358,9 +376,9 @@ QCoro::Task<User> Api::updateProfileInfo(const QString& competence,
 }
 
 QCoro::Task<User> Api::updateContact(const QString& email, const QString& phone) const {
-    return call<User>(QByteArrayLiteral("PATCH"), QStringLiteral("api/me"), {},
-                      QJsonObject{{QStringLiteral("email"), email},
-                                  {QStringLiteral("phone"), phone}});
+    return call<User>(
+        QByteArrayLiteral("PATCH"), QStringLiteral("api/me"), {},
+        QJsonObject{{QStringLiteral("email"), email}, {QStringLiteral("phone"), phone}});
 }
 
 QCoro::Task<User> Api::updateAddress(const QString& address, std::optional<double> lat,
@@ -379,8 +397,8 @@ QCoro::Task<LinkedServersResponse> Api::registerLinkedServer(const QString& serv
 }
 
 QCoro::Task<LinkedServersResponse> Api::unregisterLinkedServer(const QString& serverUrl) const {
-    return call<LinkedServersResponse>(QByteArrayLiteral("DELETE"), QStringLiteral("api/servers"), {},
-                                       QJsonObject{{QStringLiteral("url"), serverUrl}});
+    return call<LinkedServersResponse>(QByteArrayLiteral("DELETE"), QStringLiteral("api/servers"),
+                                       {}, QJsonObject{{QStringLiteral("url"), serverUrl}});
 }
 
 QCoro::Task<> Api::claudeHostPing(const QString& mac) const {
@@ -392,7 +410,9 @@ QCoro::Task<ClaudeHost> Api::claudeHostStatus() const {
     return call<ClaudeHost>(QByteArrayLiteral("GET"), QStringLiteral("api/claude/host"));
 }
 
-QCoro::Task<> Api::rescueRestart() const { return ack(QByteArrayLiteral("POST"), QStringLiteral("api/rescue/restart")); }
+QCoro::Task<> Api::rescueRestart() const {
+    return ack(QByteArrayLiteral("POST"), QStringLiteral("api/rescue/restart"));
+}
 
 QCoro::Task<> Api::rescueRelaunch() const {
     return ack(QByteArrayLiteral("POST"), QStringLiteral("api/rescue/relaunch"));
@@ -404,8 +424,8 @@ QCoro::Task<> Api::rescueRollback(int steps) const {
 }
 
 QCoro::Task<> Api::controlCmd(QJsonObject command) const {
-    return dropFailure(
-        call<ControlAck>(QByteArrayLiteral("POST"), QStringLiteral("api/control/cmd"), {}, command));
+    return dropFailure(call<ControlAck>(QByteArrayLiteral("POST"),
+                                        QStringLiteral("api/control/cmd"), {}, command));
 }
 
 namespace {
@@ -456,10 +476,12 @@ QCoro::Task<> Api::setNotifPrefs(const NotifPrefs& prefs, std::optional<QString>
 }
 
 QCoro::Task<QMap<QString, bool>> Api::transcriptionKeyStatus() const {
-    return call<QMap<QString, bool>>(QByteArrayLiteral("GET"), QStringLiteral("api/admin/transcription-keys"));
+    return call<QMap<QString, bool>>(QByteArrayLiteral("GET"),
+                                     QStringLiteral("api/admin/transcription-keys"));
 }
 
 QCoro::Task<QMap<QString, bool>> Api::setTranscriptionKeys(const QString& openai) const {
-    return call<QMap<QString, bool>>(QByteArrayLiteral("POST"), QStringLiteral("api/admin/transcription-keys"), {},
+    return call<QMap<QString, bool>>(QByteArrayLiteral("POST"),
+                                     QStringLiteral("api/admin/transcription-keys"), {},
                                      QJsonObject{{QStringLiteral("openai"), openai}});
 }

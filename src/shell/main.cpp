@@ -4,17 +4,19 @@
 #include "shell/AppSection.h"
 #include "shell/Icons.h"
 #include "shell/ProcessClock.h"
+#include "shell/TrayIcon.h"
 #include "store/Prefs.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 #include "ui/DesktopLook.h"
 #include "ui/SingleInstance.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFont>
-#include <QGuiApplication>
+#include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTimer>
@@ -149,7 +151,9 @@ int main(int argc, char* argv[]) {
     QGuiApplication::setOrganizationName(QStringLiteral("Velmarin"));
     QGuiApplication::setApplicationName(QStringLiteral("Velmarin"));
     QGuiApplication::setDesktopFileName(QStringLiteral("velmarin"));
-    QGuiApplication app(argc, argv);
+    // Widgets only for the tray icon and its menu.
+    QApplication app(argc, argv);
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/velmarin.svg")));
     const LaunchOptions options = parseArguments(app.arguments());
 
     // A second launch hands its link to the app already running on the same
@@ -196,6 +200,7 @@ int main(int argc, char* argv[]) {
                          model.setApplicationActive(state == Qt::ApplicationActive);
                      });
 
+    TrayIcon tray(&store, window);
     openChatWhenListed(store, model, options);
 
     // Launch tasks.

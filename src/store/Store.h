@@ -251,6 +251,18 @@ public:
     int unreadChatCount() const;
 
     // MARK: Sending
+    // How far the media being sent into a conversation has got: item `item`
+    // of `items`, `sent` of `total` bytes of that item.
+    struct UploadState {
+        int item = 0;
+        int items = 1;
+        qint64 sent = 0;
+        qint64 total = 0;
+        double fraction() const;
+    };
+    QHash<qint64, UploadState> uploads;
+    void setUpload(qint64 chatId, std::optional<UploadState> state);
+    Api::UploadProgress uploadReporter(qint64 chatId, int item, int items);
     struct MediaUpload {
         QByteArray data;
         QString kind; // "image" or "file"
@@ -262,9 +274,11 @@ public:
     };
     QCoro::Task<> sendMessage(qint64 chatId, QString text,
                               std::optional<Message> replyTo = std::nullopt, bool priority = false);
+    // `item` of `items` when it is one of a batch sent one by one.
     QCoro::Task<> sendMedia(qint64 chatId, QByteArray data, QString kind, QString ext,
                             QString caption = {}, std::optional<qint64> width = std::nullopt,
-                            std::optional<qint64> height = std::nullopt);
+                            std::optional<qint64> height = std::nullopt, int item = 0,
+                            int items = 1);
     QCoro::Task<> sendMediaBatch(qint64 chatId, QList<MediaUpload> items);
     // The recording at `filePath` is removed however the send ends.
     QCoro::Task<> sendVoiceMessage(qint64 chatId, QByteArray data, QString filePath,
@@ -650,6 +664,7 @@ signals:
     void typingChanged(qint64 chatId);
     void buildsChanged(qint64 chatId);
     void badgeChanged(int count);
+    void uploadsChanged(qint64 chatId);
     void extraServersChanged();
     void connectionChanged();
     void lastErrorChanged();

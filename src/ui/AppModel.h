@@ -60,6 +60,8 @@ class AppModel : public QObject {
     Q_PROPERTY(QString selectedChatStatusLine READ selectedChatStatusLine NOTIFY agentStateChanged)
     // The in-app notice of a new message: chatId, title, sender, text; empty when none.
     Q_PROPERTY(QVariantMap banner READ banner NOTIFY bannerChanged)
+    // The open conversation's pinned message: {id, sender, text}, or empty.
+    Q_PROPERTY(QVariantMap selectedChatPinned READ selectedChatPinned NOTIFY pinnedChanged)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -136,6 +138,8 @@ public:
     Q_INVOKABLE void deleteMessage(qint64 messageId);
     Q_INVOKABLE void forwardMessage(qint64 messageId, qint64 toChatId);
     Q_INVOKABLE void stopAgent();
+    QVariantMap selectedChatPinned() const;
+    Q_INVOKABLE void setPinned(qint64 messageId, bool pinned);
 
     // The application came forward or went back.
     void setApplicationActive(bool active);
@@ -153,6 +157,7 @@ signals:
     void subtitleChanged();
     void agentStateChanged();
     void bannerChanged();
+    void pinnedChanged();
 
 private:
     QVariantMap sectionEntry(int section) const;

@@ -20,6 +20,7 @@ void AppModel::connectConversation() {
     connect(store, &Store::chatChanged, this,
             [=](qint64 id) { ifSelected(id, &AppModel::subtitleChanged); });
     connect(store, &Store::presenceChanged, this, &AppModel::subtitleChanged);
+    connect(store, &Store::hostChanged, this, &AppModel::subtitleChanged);
     connect(store, &Store::selectionChanged, this, &AppModel::subtitleChanged);
     connect(store, &Store::ccStateChanged, this,
             [=](qint64 id) { ifSelected(id, &AppModel::agentStateChanged); });
@@ -30,6 +31,9 @@ void AppModel::connectConversation() {
     connect(store, &Store::chatChanged, this,
             [=](qint64 id) { ifSelected(id, &AppModel::agentStateChanged); });
     connect(store, &Store::bannerChanged, this, &AppModel::bannerChanged);
+    connect(store, &Store::chatChanged, this,
+            [=](qint64 id) { ifSelected(id, &AppModel::pinnedChanged); });
+    connect(store, &Store::selectionChanged, this, &AppModel::pinnedChanged);
     connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
             &AppModel::subtitleChanged);
 }
@@ -43,6 +47,13 @@ QString AppModel::selectedChatSubtitle() const {
     if (typing.size() == 1) return Lf(QStringLiteral("%@ is typing…"), typing.first());
     if (!typing.isEmpty())
         return Lf(QStringLiteral("%@ are typing…"), typing.join(QStringLiteral(", ")));
+    // A session lives on the host: whether it answers matters, not the agent's presence.
+    if (!chat->isGroup() && m_store->isClaudeCodeChat(*chat)) {
+        const auto host = m_store->claudeHostName();
+        if (!host) return {};
+        return m_store->claudeHostOnline ? Lf(QStringLiteral("On %@"), *host)
+                                         : Lf(QStringLiteral("%@ is offline"), *host);
+    }
     if (chat->isGroup())
         return Lf(QStringLiteral("%@ members"), QString::number(chat->members.size()));
     const qint64 me = m_store->me ? m_store->me->id : 0;
@@ -68,6 +79,31 @@ void AppModel::stopAgent() {
     [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
         if (store) co_await store->ccStopSession(chatId);
     }(m_store, *id);
+}
+
+// MARK: Pinned message
+
+QVariantMap AppModel::selectedChatPinned() const {
+    const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
+    const ChatSummary* chat = id ? m_store->chat(*id) : nullptr;
+    if (!chat || !chat->pinnedMessage) return {};
+    const Message& m = *chat->pinnedMessage;
+    return {{QStringLiteral("id"), m.id},
+            {QStringLiteral("sender"), m.senderName},
+            {QStringLiteral("text"), m.displayText().simplified()}};
+}
+
+void AppModel::setPinned(qint64 messageId, bool pinned) {
+    auto message = selectedMessage(messageId);
+    // The pinned bar can unpin a message older than the loaded pages.
+    const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
+    const ChatSummary* chat = id ? m_store->chat(*id) : nullptr;
+    if (!message && chat && chat->pinnedMessage && chat->pinnedMessage->id == messageId)
+        message = chat->pinnedMessage;
+    if (!message) return;
+    [](QPointer<Store> store, Message m, bool pin) -> QCoro::Task<> {
+        if (store) co_await store->setPinned(std::move(m), pin);
+    }(m_store, std::move(*message), pinned);
 }
 
 // MARK: Banner

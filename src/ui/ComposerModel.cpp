@@ -37,6 +37,9 @@ QString attachmentSizeText(qint64 bytes) {
 
 ComposerModel::ComposerModel(Store* store, QObject* parent) : QObject(parent), m_store(store) {
     connect(store, &Store::selectionChanged, this, &ComposerModel::selectionMoved);
+    connect(store, &Store::uploadsChanged, this, [this](qint64 id) {
+        if (id == m_chatId) emit uploadingChanged();
+    });
     if (QClipboard* board = clipboard())
         connect(board, &QClipboard::dataChanged, this, &ComposerModel::refreshCanPasteImage);
     refreshCanPasteImage();
@@ -243,6 +246,12 @@ void ComposerModel::setOriginalQuality(bool original) {
     if (original == m_originalQuality) return;
     m_originalQuality = original;
     emit originalQualityChanged();
+}
+
+double ComposerModel::uploadProgress() const {
+    if (!m_store) return -1.0;
+    const auto it = m_store->uploads.constFind(m_chatId);
+    return it != m_store->uploads.constEnd() ? it->fraction() : -1.0;
 }
 
 void ComposerModel::setUploading(bool uploading) {

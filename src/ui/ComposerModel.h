@@ -25,6 +25,8 @@ class ComposerModel : public QObject {
     Q_PROPERTY(bool originalQuality READ originalQuality WRITE setOriginalQuality NOTIFY
                    originalQualityChanged)
     Q_PROPERTY(bool uploadingMedia READ uploadingMedia NOTIFY uploadingChanged)
+    // 0 to 1 across the items being uploaded into this conversation; -1 when unknown.
+    Q_PROPERTY(double uploadProgress READ uploadProgress NOTIFY uploadingChanged)
     Q_PROPERTY(bool canPasteImage READ canPasteImage NOTIFY canPasteImageChanged)
     Q_PROPERTY(QString sendImagesLabel READ sendImagesLabel NOTIFY pendingChanged)
     Q_PROPERTY(QString sendFilesLabel READ sendFilesLabel NOTIFY pendingChanged)
@@ -58,6 +60,7 @@ public:
     bool originalQuality() const { return m_originalQuality; }
     void setOriginalQuality(bool original);
     bool uploadingMedia() const { return m_uploadingMedia; }
+    double uploadProgress() const;
     bool canPasteImage() const { return m_canPasteImage; }
     QString sendImagesLabel() const;
     QString sendFilesLabel() const;

@@ -179,6 +179,8 @@ bool TimelineModel::appendedNewest(const QList<Message>& list, TimelineChange ch
     beginInsertRows({}, 0, int(added.size()) - 1);
     m_rows.insert(m_rows.begin(), added.begin(), added.end());
     endInsertRows();
+    // The message before may no longer end its run.
+    emitGroupEdges({int(added.size())});
     emit countChanged();
     emit hasMoreChanged();
     return true;
@@ -194,7 +196,8 @@ bool TimelineModel::editedInPlace(const QList<Message>& list, TimelineChange cha
                                        [](const Item& i, qint64 id) { return i.message.id < id; });
     // Only when nothing that decides the rows changed: visibility, sender, day.
     if (item == m_items.end() || item->message.id != m.id || !isVisibleMessage(m) ||
-        item->message.senderId != m.senderId || item->dayKey != Fmt::dayKey(m.createdAt))
+        item->message.senderId != m.senderId || item->dayKey != Fmt::dayKey(m.createdAt) ||
+        item->message.isSystemNote() != m.isSystemNote())
         return false;
     item->message = m;
     // Rows run from the newest id down; a message's row comes before its day's separator.
@@ -273,8 +276,32 @@ void TimelineModel::applyRows(std::vector<Row> next) {
     }
     m_dirty.clear();
     emitChangedRows(replaced, {});
+    // A replaced message may have turned into a system note, which ends runs.
+    for (int r : replaced)
+        emitGroupEdges({r - 1, r + 1});
     emitChangedRows(senderFlips, {ShowSenderRole});
-    if (oldMiddle > 0 || newMiddle > 0) emit countChanged();
+    if (oldMiddle > 0 || newMiddle > 0) {
+        // The kept neighbours of the changed span may start or end a run now.
+        emitGroupEdges({p - 1, p + newMiddle});
+        emit countChanged();
+    }
+}
+
+// Two visible messages belong to one run of bubbles: same sender, same day,
+// neither a system note.
+bool TimelineModel::sameRun(int item, int other) const {
+    if (item < 0 || other < 0 || size_t(item) >= m_items.size() || size_t(other) >= m_items.size())
+        return false;
+    const Item& a = m_items[size_t(item)];
+    const Item& b = m_items[size_t(other)];
+    return a.dayKey == b.dayKey && a.message.senderId == b.message.senderId &&
+           !a.message.isSystemNote() && !b.message.isSystemNote();
+}
+
+void TimelineModel::emitGroupEdges(std::initializer_list<int> rows) {
+    for (int r : rows)
+        if (r >= 0 && r < int(m_rows.size()))
+            emit dataChanged(index(r), index(r), {GroupStartRole, GroupEndRole});
 }
 
 void TimelineModel::emitChangedRows(const std::vector<int>& rows, const QList<int>& roles) {
@@ -315,6 +342,10 @@ int TimelineModel::rowOfMessage(qint64 messageId) const {
     return -1;
 }
 
+qint64 TimelineModel::firstUnreadId() const {
+    return m_store ? m_store->firstUnreadId(m_chatId).value_or(0) : 0;
+}
+
 int TimelineModel::firstUnreadRow() const {
     if (!m_store) return -1;
     const auto id = m_store->firstUnreadId(m_chatId);
@@ -348,7 +379,10 @@ QVariant TimelineModel::data(const QModelIndex& index, int role) const {
             return {};
         }
     }
-    if (role == ShowSenderRole) return m_rows[size_t(index.row())].showSender;
+    const Row& row = m_rows[size_t(index.row())];
+    if (role == ShowSenderRole) return row.showSender;
+    if (role == GroupStartRole) return !sameRun(row.item, row.item - 1);
+    if (role == GroupEndRole) return !sameRun(row.item, row.item + 1);
     return messageData(*m, role);
 }
 
@@ -511,5 +545,7 @@ QHash<int, QByteArray> TimelineModel::roleNames() const {
             {ReadStateRole, "readState"},
             {SystemTextRole, "systemText"},
             {EmojiOnlyRole, "emojiOnly"},
-            {ReactionsRole, "reactions"}};
+            {ReactionsRole, "reactions"},
+            {GroupStartRole, "groupStart"},
+            {GroupEndRole, "groupEnd"}};
 }

@@ -14,6 +14,7 @@
 #include <QAbstractListModel>
 #include <QPointer>
 #include <QSet>
+#include <initializer_list>
 #include <vector>
 
 class TimelineModel : public QAbstractListModel {
@@ -54,7 +55,9 @@ public:
         ReadStateRole, // own messages: "pending", "sent" or "read"; others: empty
         SystemTextRole,
         EmojiOnlyRole,
-        ReactionsRole, // [{emoji, count, mine}]
+        ReactionsRole,  // [{emoji, count, mine}]
+        GroupStartRole, // the first (oldest) of a run by one sender on one day
+        GroupEndRole,   // the last (newest) of such a run: its bubble has the tail corner
     };
     Q_ENUM(Role)
 
@@ -73,6 +76,8 @@ public:
     QStringList typingNames() const;
     // The row of the first unread message from someone else, or -1.
     int firstUnreadRow() const;
+    // Its message id, or 0.
+    Q_INVOKABLE qint64 firstUnreadId() const;
     void setPalette(const RichTextPalette& palette) { m_palette = palette; }
 
     // The view calls it when its last (oldest) row comes into view.
@@ -106,6 +111,8 @@ private:
     };
 
     void onTimelineChanged(qint64 chatId, TimelineChange change);
+    bool sameRun(int item, int other) const;
+    void emitGroupEdges(std::initializer_list<int> rows);
     bool appendedNewest(const QList<Message>& list, TimelineChange change);
     bool editedInPlace(const QList<Message>& list, TimelineChange change);
     void rebuildItems();

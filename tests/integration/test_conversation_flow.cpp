@@ -122,6 +122,15 @@ private slots:
         QVERIFY(forwarded);
         QVERIFY(forwarded->forwardedFrom.has_value());
 
+        // Pinning shows the message in the bar; the bar's unpin takes it away again.
+        QSignalSpy pinned(app.get(), &AppModel::pinnedChanged);
+        app->setPinned(mine, true);
+        QTRY_COMPARE_WITH_TIMEOUT(app->selectedChatPinned().value("id").toLongLong(), mine, 5000);
+        QCOMPARE(app->selectedChatPinned().value("text").toString(), "lunch at one?");
+        app->setPinned(mine, false);
+        QTRY_VERIFY_WITH_TIMEOUT(app->selectedChatPinned().isEmpty(), 5000);
+        QVERIFY(pinned.size() >= 2);
+
         // Delete takes the row away here and on the server.
         app->deleteMessage(mine);
         QTRY_VERIFY_WITH_TIMEOUT(!messageIds(*timeline).contains(mine), 5000);

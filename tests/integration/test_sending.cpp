@@ -158,9 +158,22 @@ private slots:
 
     void albumOfTwoWhenOneUploadFails() {
         const int before = mediaFiles();
+        QList<double> progress;
+        connect(alice.get(), &Store::uploadsChanged, this, [&](qint64 id) {
+            QCOMPARE(id, chat.id);
+            progress << (alice->uploads.contains(id) ? alice->uploads[id].fraction() : -1.0);
+        });
         // "J!" is no extension the server accepts: that upload fails.
         await(alice->sendMediaBatch(
             chat.id, {upload("J!", "caption of a failed item"), upload("jpg"), upload("png")}));
+        disconnect(alice.get(), &Store::uploadsChanged, this, nullptr);
+        // Forward through the three items, then gone once the album is sent.
+        QVERIFY(progress.size() >= 4);
+        QCOMPARE(progress.last(), -1.0);
+        progress.removeLast();
+        QVERIFY(std::is_sorted(progress.begin(), progress.end()));
+        QVERIFY(progress.last() > 0.66);
+        QVERIFY(alice->uploads.isEmpty());
         QCOMPARE(mediaFiles(), before + 2);
         const Message album = history().last();
         QVERIFY(album.album);

@@ -1,4 +1,5 @@
 #include "agent/MarkerConfig.h"
+#include "conversations/Fmt.h"
 #include "conversations/TimelineRows.h"
 #include "store/Store.h"
 #include "support/Frames.h"
@@ -23,15 +24,30 @@ constexpr qint64 chatId = 40;
 constexpr qint64 dayMs = 86400000;
 
 // The same from the rules applied to the whole history at once.
+// Bubbles of one run: same sender, same day, no system note among them.
+bool sameRun(const Message& a, const Message& b) {
+    return a.senderId == b.senderId && Fmt::dayKey(a.createdAt) == Fmt::dayKey(b.createdAt) &&
+           !a.isSystemNote() && !b.isSystemNote();
+}
+
 QStringList expectedRows(const Store& store) {
-    const auto rows = chatViewRows(chatViewMessages(store.messages.value(chatId)),
-                                   chatShowsSenders(store, chatId), store.me->id);
+    const QList<Message> msgs = chatViewMessages(store.messages.value(chatId));
+    const auto rows = chatViewRows(msgs, chatShowsSenders(store, chatId), store.me->id);
+    QHash<qint64, QString> edges;
+    for (qsizetype j = 0; j < msgs.size(); ++j) {
+        const bool start = j == 0 || !sameRun(msgs[j - 1], msgs[j]);
+        const bool end = j + 1 == msgs.size() || !sameRun(msgs[j], msgs[j + 1]);
+        edges.insert(msgs[j].id, QStringLiteral(":%1%2").arg(start).arg(end));
+    }
     QStringList out;
-    for (auto it = rows.crbegin(); it != rows.crend(); ++it)
-        out << QStringLiteral("%1:%2:%3")
-                   .arg(it->kind == ChatRowItem::Kind::day ? "day" : "msg")
-                   .arg(it->kind == ChatRowItem::Kind::day ? 0 : it->message.id)
-                   .arg(it->showSender);
+    for (auto it = rows.crbegin(); it != rows.crend(); ++it) {
+        const bool isDay = it->kind == ChatRowItem::Kind::day;
+        out << QStringLiteral("%1:%2:%3%4")
+                   .arg(isDay ? "day" : "msg")
+                   .arg(isDay ? 0 : it->message.id)
+                   .arg(it->showSender)
+                   .arg(isDay ? QString() : edges.value(it->message.id));
+    }
     return out;
 }
 
@@ -78,10 +94,15 @@ private:
 
 QString timelineRow(const QModelIndex& i) {
     const bool isDay = i.data(TimelineModel::KindRole).toString() == "day";
-    return QStringLiteral("%1:%2:%3")
+    const QString edges = isDay ? QString()
+                                : QStringLiteral(":%1%2")
+                                      .arg(i.data(TimelineModel::GroupStartRole).toBool())
+                                      .arg(i.data(TimelineModel::GroupEndRole).toBool());
+    return QStringLiteral("%1:%2:%3%4")
         .arg(isDay ? "day" : "msg")
         .arg(isDay ? 0 : i.data(TimelineModel::MessageIdRole).toLongLong())
-        .arg(i.data(TimelineModel::ShowSenderRole).toBool());
+        .arg(i.data(TimelineModel::ShowSenderRole).toBool())
+        .arg(edges);
 }
 
 QList<qint64> listOrder(const ChatListModel& model) {
