@@ -32,6 +32,8 @@ void ChatActionsModel::deleteChat(qint64 chatId) {
         if (!store) co_return;
         auto call = store->deleteChat(id);
         co_await call;
+        // The list has no place for an error line: a refusal shows as a notice.
+        if (store && store->lastError()) store->showToast(*store->lastError());
     }(m_store, chatId);
 }
 

@@ -381,6 +381,14 @@ private slots:
         QCOMPARE(alice->selectedChatId(), std::optional<qint64>(direct.id));
         QCOMPARE(settings.count(), 1);
 
+        // A group someone else owns stays, and the refusal shows as a notice.
+        const ChatSummary theirs = await(bob.api.createGroup("bob's", {alice->me->id}));
+        await(alice->resync());
+        QVERIFY(alice->chat(theirs.id));
+        actions.deleteChat(theirs.id);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->toast.has_value(), 5000);
+        QVERIFY(alice->chat(theirs.id));
+
         QVERIFY(actions.canInvite(direct.id));
         actions.deleteChat(direct.id);
         QTRY_VERIFY_WITH_TIMEOUT(!alice->chat(direct.id), 5000);
