@@ -5,6 +5,8 @@ import Velmarin
 // The one main action of a screen, in the accent colour.
 Button {
     id: control
+    // A destructive action: red instead of the accent.
+    property bool danger: false
     implicitHeight: Theme.controlHeight
     leftPadding: Theme.padL
     rightPadding: Theme.padL
@@ -23,7 +25,7 @@ Button {
     }
     background: Rectangle {
         radius: Theme.radiusControl
-        color: Theme.accentFill
+        color: control.danger ? Theme.danger : Theme.accentFill
         opacity: control.enabled ? (control.down ? 0.85 : 1) : 0.45
     }
     FocusRing {}

@@ -24,6 +24,8 @@ Item {
     property bool selected: false
     property bool highlighted: false
     signal activated()
+    // A right click, or the menu key while the row has the keyboard.
+    signal menuRequested(real x, real y)
 
     function escaped(text) {
         return text.replace(/&/g, "&amp;").replace(/</g, "&lt;").replace(/>/g, "&gt;")
@@ -143,6 +145,8 @@ Item {
         id: mouse
         anchors.fill: parent
         hoverEnabled: true
-        onClicked: row.activated()
+        acceptedButtons: Qt.LeftButton | Qt.RightButton
+        onClicked: mouse => mouse.button === Qt.RightButton ? row.menuRequested(mouse.x, mouse.y)
+                                                            : row.activated()
     }
 }

@@ -27,6 +27,13 @@ Rectangle {
             Layout.fillWidth: true
             title: Loc.l("Conversations", Loc.revision)
             IconButton {
+                id: newButton
+                objectName: "newConversationButton"
+                symbol: "plus"
+                label: Loc.l("New conversation", Loc.revision)
+                onClicked: newMenu.popup(newButton, 0, newButton.height)
+            }
+            IconButton {
                 visible: pane.narrow
                 symbol: "line.3.horizontal"
                 label: Loc.l("Menu", Loc.revision)
@@ -72,10 +79,12 @@ Rectangle {
             Accessible.name: Loc.l("Conversations", Loc.revision)
 
             delegate: ChatRow {
+                id: chatRow
                 width: listView.width
                 selected: chatId === AppModel.selectedChatId
                 highlighted: ListView.isCurrentItem && listView.activeFocus
                 onActivated: pane.chats.select(chatId)
+                onMenuRequested: (x, y) => rowMenu.openFor(chatId, chatRow, x, y)
             }
             // Keyboard focus always lands on a row, so the ring shows where it is.
             onActiveFocusChanged: {
@@ -86,6 +95,31 @@ Rectangle {
                 if (currentIndex >= 0)
                     AppModel.selectChat(pane.chats.chatIdAt(currentIndex))
             }
+            Keys.onMenuPressed: {
+                if (currentItem)
+                    rowMenu.openFor(pane.chats.chatIdAt(currentIndex), currentItem,
+                                    currentItem.width / 2, currentItem.height / 2)
+            }
+        }
+    }
+
+    ChatListSheets {
+        id: sheets
+    }
+    ChatRowMenu {
+        id: rowMenu
+        onInviteAsked: id => sheets.invite(id)
+        onDeleteAsked: id => sheets.confirmDelete(id)
+    }
+    Menu {
+        id: newMenu
+        MenuItem {
+            text: Loc.l("New chat", Loc.revision)
+            onTriggered: sheets.newChat(false)
+        }
+        MenuItem {
+            text: Loc.l("New group", Loc.revision)
+            onTriggered: sheets.newChat(true)
         }
     }
 

@@ -77,6 +77,10 @@ Rectangle {
                     }
                 }
 
+                ServersCard {
+                    Layout.fillWidth: true
+                }
+
                 SettingsBody {
                     Layout.fillWidth: true
                 }

@@ -5,6 +5,8 @@
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
+#include <algorithm>
+
 QCoro::Task<std::optional<ChatSummary>> Store::createGroup(QString title, QList<qint64> memberIds) {
     QPointer<Store> self(this);
     const auto primary = api();
@@ -72,8 +74,13 @@ QCoro::Task<> Store::deleteChat(qint64 chatId) {
     }
     if (!self) co_return;
     removeChat(chatId);
-    // A server joined for one conversation goes with its last one: when no
-    // conversation of r->server remains, federation's removeServer runs here.
+    // A server joined for one conversation goes with its last one.
+    if (r->server == 0) co_return;
+    const bool othersRemain = std::any_of(chats.cbegin(), chats.cend(), [&](const ChatSummary& c) {
+        return IDCodec::serverId(c.id) == r->server;
+    });
+    if (othersRemain) co_return;
+    if (const ServerProfile* profile = extraServer(r->server)) removeServer(*profile);
 }
 
 QCoro::Task<> Store::removeChatMember(qint64 chatId, User user) {

@@ -20,6 +20,7 @@
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -32,6 +33,8 @@ struct LaunchOptions {
     QString section;
     QString openChat;
     QString stageImage;
+    QStringList addServers;
+    QString openSheet;
 };
 
 // Developer options for the start-up benchmark and the screenshot script; the
@@ -59,7 +62,17 @@ LaunchOptions parseArguments(const QStringList& arguments) {
         QStringLiteral("stage-image"),
         QStringLiteral("Put this picture in the opened conversation's composer."),
         QStringLiteral("file"));
-    parser.addOptions({firstFrame, mainFrame, quitAfter, section, openChat, stageImage});
+    const QCommandLineOption addServer(
+        QStringLiteral("add-server"),
+        QStringLiteral("Add this extra server (name=url or url) once launched; repeatable."),
+        QStringLiteral("server"));
+    const QCommandLineOption openSheet(
+        QStringLiteral("open-sheet"),
+        QStringLiteral("Open this sheet shortly after launch (servers, addServer, pairing, "
+                       "invite, newChat, newGroup)."),
+        QStringLiteral("name"));
+    parser.addOptions(
+        {firstFrame, mainFrame, quitAfter, section, openChat, stageImage, addServer, openSheet});
     parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("A velmarin:// link."));
     parser.process(arguments);
     LaunchOptions options;
@@ -69,6 +82,8 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     options.section = parser.value(section);
     options.openChat = parser.value(openChat);
     options.stageImage = parser.value(stageImage);
+    options.addServers = parser.values(addServer);
+    options.openSheet = parser.value(openSheet);
     if (!parser.positionalArguments().isEmpty())
         options.link = parser.positionalArguments().first();
     return options;
@@ -137,6 +152,39 @@ void openChatWhenListed(Store& store, AppModel& model, const LaunchOptions& opti
     tryOpen();
 }
 
+// The servers of --add-server, one after the other, each unless already there.
+void addServersOnLaunch(Store& store, const LaunchOptions& options) {
+    if (options.addServers.isEmpty()) return;
+    [](QPointer<Store> self, QStringList entries) -> QCoro::Task<> {
+        // Under the signed-in name, so the servers know the same person.
+        for (int i = 0; i < 100 && self && !self->me; ++i) {
+            auto wait = self->sleep(0.1);
+            co_await wait;
+        }
+        for (const QString& entry : entries) {
+            const qsizetype eq = entry.indexOf(QLatin1Char('='));
+            const bool named = eq > 0 && !entry.left(eq).contains(QLatin1Char(':'));
+            const QString url = named ? entry.mid(eq + 1) : entry;
+            const auto base = Store::normalizedServerURL(url);
+            if (!self || !base) continue;
+            const auto& profiles = self->extraServers();
+            if (std::any_of(profiles.begin(), profiles.end(), [&](const ServerProfile& p) {
+                    return Store::normalizedServerURL(p.url) == base;
+                }))
+                continue;
+            const QString name = named ? entry.left(eq) : base->host();
+            auto call = self->addServer(name, url);
+            co_await call;
+        }
+    }(QPointer<Store>(&store), options.addServers);
+}
+
+void openSheetSoon(AppModel& model, const LaunchOptions& options) {
+    if (options.openSheet.isEmpty()) return;
+    // After the list has loaded and --open-chat has picked its conversation.
+    QTimer::singleShot(2500, &model, [&model, name = options.openSheet] { model.openSheet(name); });
+}
+
 void bringForward(QQuickWindow* window) {
     window->show();
     window->raise();
@@ -202,6 +250,8 @@ int main(int argc, char* argv[]) {
 
     TrayIcon tray(&store, window);
     openChatWhenListed(store, model, options);
+    addServersOnLaunch(store, options);
+    openSheetSoon(model, options);
 
     // Launch tasks.
     store.ensureConnected();

@@ -199,6 +199,15 @@ public:
     std::optional<QString> inviteLink(qint64 chatId) const;
     void openInviteLink(const QUrl& url);
 
+    // MARK: Invite codes
+    // The conversation's invite code, absent when it has none or the call
+    // failed (then lastError says why).
+    QCoro::Task<std::optional<QString>> inviteCode(qint64 chatId);
+    // A fresh code; the old one stops working.
+    QCoro::Task<std::optional<QString>> rotateInvite(qint64 chatId);
+    // True when the conversation no longer has a code.
+    QCoro::Task<bool> revokeInvite(qint64 chatId);
+
     // MARK: Directory
     std::optional<User> me;
     QList<User> users;

@@ -38,7 +38,11 @@ AppModel::AppModel(Store* store, QObject* parent)
     : QObject(parent), m_store(store), m_links(*store, copyToClipboard),
       m_chatList(std::make_unique<ChatListModel>(store)),
       m_timeline(std::make_unique<TimelineModel>(store)),
-      m_composer(std::make_unique<ComposerModel>(store)) {
+      m_composer(std::make_unique<ComposerModel>(store)),
+      m_servers(std::make_unique<ServersViewModel>(store)),
+      m_invite(std::make_unique<InviteViewModel>(store)),
+      m_newChat(std::make_unique<NewChatViewModel>(store)),
+      m_chatActions(std::make_unique<ChatActionsModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -92,6 +96,10 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<ChatListModel>(uri, 1, 0, "ChatListModel", owned);
     qmlRegisterUncreatableType<TimelineModel>(uri, 1, 0, "TimelineModel", owned);
     qmlRegisterUncreatableType<ComposerModel>(uri, 1, 0, "ComposerModel", owned);
+    qmlRegisterUncreatableType<ServersViewModel>(uri, 1, 0, "ServersViewModel", owned);
+    qmlRegisterUncreatableType<InviteViewModel>(uri, 1, 0, "InviteViewModel", owned);
+    qmlRegisterUncreatableType<NewChatViewModel>(uri, 1, 0, "NewChatViewModel", owned);
+    qmlRegisterUncreatableType<ChatActionsModel>(uri, 1, 0, "ChatActionsModel", owned);
     LocNotifier::registerQml(uri);
 }
 
@@ -99,6 +107,10 @@ void AppModel::configureEngine(QQmlEngine& engine) {
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     static PinnedNetworkFactory pinned;
     engine.setNetworkAccessManagerFactory(&pinned);
+}
+
+void AppModel::openSheet(const QString& name, qint64 chatId) {
+    emit sheetRequested(name, chatId);
 }
 
 // MARK: Session

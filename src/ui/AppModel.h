@@ -5,9 +5,13 @@
 // "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
 // instance that exists at the time, so tests can make a fresh one per case.
 
+#include "ui/ChatActionsModel.h"
 #include "ui/ChatListModel.h"
 #include "ui/ComposerModel.h"
+#include "ui/InviteViewModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/NewChatViewModel.h"
+#include "ui/ServersViewModel.h"
 #include "ui/TimelineModel.h"
 
 #include <QObject>
@@ -54,6 +58,11 @@ class AppModel : public QObject {
     Q_PROPERTY(ChatListModel* chatList READ chatList CONSTANT)
     Q_PROPERTY(TimelineModel* timeline READ timeline CONSTANT)
     Q_PROPERTY(ComposerModel* composer READ composer CONSTANT)
+    // Servers, invites, new conversations and the list's row actions.
+    Q_PROPERTY(ServersViewModel* servers READ servers CONSTANT)
+    Q_PROPERTY(InviteViewModel* invite READ invite CONSTANT)
+    Q_PROPERTY(NewChatViewModel* newChat READ newChat CONSTANT)
+    Q_PROPERTY(ChatActionsModel* chatActions READ chatActions CONSTANT)
     // Who is typing, else the other person's presence, else the member count.
     Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
     Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
@@ -126,6 +135,13 @@ public:
     ChatListModel* chatList() const { return m_chatList.get(); }
     TimelineModel* timeline() const { return m_timeline.get(); }
     ComposerModel* composer() const { return m_composer.get(); }
+    ServersViewModel* servers() const { return m_servers.get(); }
+    InviteViewModel* invite() const { return m_invite.get(); }
+    NewChatViewModel* newChat() const { return m_newChat.get(); }
+    ChatActionsModel* chatActions() const { return m_chatActions.get(); }
+    // Asks the view that owns the named sheet to open it ("servers",
+    // "addServer", "pairing", "invite", "newChat", "newGroup").
+    Q_INVOKABLE void openSheet(const QString& name, qint64 chatId = 0);
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -158,6 +174,7 @@ signals:
     void agentStateChanged();
     void bannerChanged();
     void pinnedChanged();
+    void sheetRequested(const QString& name, qint64 chatId);
 
 private:
     QVariantMap sectionEntry(int section) const;
@@ -171,4 +188,8 @@ private:
     std::unique_ptr<ChatListModel> m_chatList;
     std::unique_ptr<TimelineModel> m_timeline;
     std::unique_ptr<ComposerModel> m_composer;
+    std::unique_ptr<ServersViewModel> m_servers;
+    std::unique_ptr<InviteViewModel> m_invite;
+    std::unique_ptr<NewChatViewModel> m_newChat;
+    std::unique_ptr<ChatActionsModel> m_chatActions;
 };

@@ -457,6 +457,70 @@ private slots:
         expectNoWarnings();
     }
 
+    // Each sheet of the servers card and of the conversation list opens
+    // with named controls and no warning, in the wide and the narrow layout.
+    void serverAndConversationSheets_data() {
+        QTest::addColumn<int>("width");
+        QTest::newRow("wide") << 1100;
+        QTest::newRow("narrow") << 760;
+    }
+    void serverAndConversationSheets() {
+        QFETCH(int, width);
+        QVERIFY(start(true));
+        window->resize(width, 700);
+        User bob;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        store->users = {bob};
+        const auto openSheet = [&](const char* sheetName, const char* objectName) -> QObject* {
+            model->openSheet(QString::fromLatin1(sheetName));
+            QObject* sheet = window->findChild<QObject*>(QString::fromLatin1(objectName));
+            if (!sheet ||
+                !QTest::qWaitFor([&] { return sheet->property("opened").toBool(); }, 2000))
+                return nullptr;
+            return sheet;
+        };
+        const auto closeSheet = [&](QObject* sheet) {
+            QMetaObject::invokeMethod(sheet, "close");
+            return QTest::qWaitFor([&] { return !sheet->property("visible").toBool(); }, 2000);
+        };
+
+        model->setSection("Profile");
+        QTest::qWait(20);
+        QVERIFY(find("serversCard"));
+        QObject* add = openSheet("addServer", "addServerSheet");
+        QVERIFY(add);
+        expectNamedControls();
+        add->setProperty("mode", "pairing");
+        QTest::qWait(20);
+        expectNamedControls();
+        QVERIFY(closeSheet(add));
+        // No server answers here: the pairing sheet says so.
+        store->serverURLString = QStringLiteral("http://127.0.0.1:1");
+        QObject* pairing = openSheet("pairing", "pairingSheet");
+        QVERIFY(pairing);
+        QTRY_COMPARE(model->servers()->pairingState(), QStringLiteral("failed"));
+        expectNamedControls();
+        QVERIFY(closeSheet(pairing));
+        QCOMPARE(model->servers()->pairingState(), QString());
+
+        model->setSection("Conversation");
+        QTest::qWait(20);
+        QObject* group = openSheet("newGroup", "newChatSheet");
+        QVERIFY(group);
+        QCOMPARE(model->newChat()->rowCount(), 1);
+        expectNamedControls();
+        QVERIFY(closeSheet(group));
+        model->selectChat(11);
+        QTest::qWait(250);
+        QObject* invite = openSheet("invite", "inviteSheet");
+        QVERIFY(invite);
+        QCOMPARE(model->invite()->chatId(), qint64(11));
+        expectNamedControls();
+        QVERIFY(closeSheet(invite));
+        expectNoWarnings();
+    }
+
     void keyboard() {
         QVERIFY(start(true));
         window->resize(1100, 700);
