@@ -30,6 +30,7 @@ struct LaunchOptions {
     QString section;
     QString openChat;
     QString stageImage;
+    QString agentSheet;
 };
 
 // Developer options for the start-up benchmark and the screenshot script; the
@@ -57,7 +58,13 @@ LaunchOptions parseArguments(const QStringList& arguments) {
         QStringLiteral("stage-image"),
         QStringLiteral("Put this picture in the opened conversation's composer."),
         QStringLiteral("file"));
-    parser.addOptions({firstFrame, mainFrame, quitAfter, section, openChat, stageImage});
+    const QCommandLineOption agentSheet(
+        QStringLiteral("agent-sheet"),
+        QStringLiteral("Over the opened conversation, open a session sheet: settings, folders, "
+                       "files, claudemd, env:<name> or file:<path>."),
+        QStringLiteral("sheet"));
+    parser.addOptions(
+        {firstFrame, mainFrame, quitAfter, section, openChat, stageImage, agentSheet});
     parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("A velmarin:// link."));
     parser.process(arguments);
     LaunchOptions options;
@@ -67,6 +74,7 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     options.section = parser.value(section);
     options.openChat = parser.value(openChat);
     options.stageImage = parser.value(stageImage);
+    options.agentSheet = parser.value(agentSheet);
     if (!parser.positionalArguments().isEmpty())
         options.link = parser.positionalArguments().first();
     return options;
@@ -127,6 +135,11 @@ void openChatWhenListed(Store& store, AppModel& model, const LaunchOptions& opti
             model.selectChat(chat.id);
             if (!options.stageImage.isEmpty())
                 model.composer()->addImageFile(QUrl::fromLocalFile(options.stageImage));
+            // Once the conversation has settled on screen.
+            if (!options.agentSheet.isEmpty())
+                QTimer::singleShot(1500, &model, [&model, sheet = options.agentSheet] {
+                    model.sessionSettings()->requestSheet(sheet);
+                });
             return;
         }
     };

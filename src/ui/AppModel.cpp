@@ -38,7 +38,13 @@ AppModel::AppModel(Store* store, QObject* parent)
     : QObject(parent), m_store(store), m_links(*store, copyToClipboard),
       m_chatList(std::make_unique<ChatListModel>(store)),
       m_timeline(std::make_unique<TimelineModel>(store)),
-      m_composer(std::make_unique<ComposerModel>(store)) {
+      m_composer(std::make_unique<ComposerModel>(store)),
+      m_sessionSettings(std::make_unique<SessionSettingsModel>(store)),
+      m_fileEditor(std::make_unique<TextFileEditorModel>(store)),
+      m_folderBrowser(std::make_unique<FolderBrowserModel>(store)),
+      m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
+      m_usage(std::make_unique<UsageViewModel>(store)),
+      m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -92,6 +98,12 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<ChatListModel>(uri, 1, 0, "ChatListModel", owned);
     qmlRegisterUncreatableType<TimelineModel>(uri, 1, 0, "TimelineModel", owned);
     qmlRegisterUncreatableType<ComposerModel>(uri, 1, 0, "ComposerModel", owned);
+    qmlRegisterUncreatableType<SessionSettingsModel>(uri, 1, 0, "SessionSettingsModel", owned);
+    qmlRegisterUncreatableType<TextFileEditorModel>(uri, 1, 0, "TextFileEditorModel", owned);
+    qmlRegisterUncreatableType<FolderBrowserModel>(uri, 1, 0, "FolderBrowserModel", owned);
+    qmlRegisterUncreatableType<RemoteFilesModel>(uri, 1, 0, "RemoteFilesModel", owned);
+    qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
+    qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     LocNotifier::registerQml(uri);
 }
 

@@ -6,9 +6,15 @@
 // instance that exists at the time, so tests can make a fresh one per case.
 
 #include "ui/ChatListModel.h"
+#include "ui/ClaudeSignInModel.h"
 #include "ui/ComposerModel.h"
+#include "ui/FolderBrowserModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/RemoteFilesModel.h"
+#include "ui/SessionSettingsModel.h"
+#include "ui/TextFileEditorModel.h"
 #include "ui/TimelineModel.h"
+#include "ui/UsageViewModel.h"
 
 #include <QObject>
 #include <QPointer>
@@ -54,6 +60,13 @@ class AppModel : public QObject {
     Q_PROPERTY(ChatListModel* chatList READ chatList CONSTANT)
     Q_PROPERTY(TimelineModel* timeline READ timeline CONSTANT)
     Q_PROPERTY(ComposerModel* composer READ composer CONSTANT)
+    // Session settings, remote files, usage and Claude accounts.
+    Q_PROPERTY(SessionSettingsModel* sessionSettings READ sessionSettings CONSTANT)
+    Q_PROPERTY(TextFileEditorModel* fileEditor READ fileEditor CONSTANT)
+    Q_PROPERTY(FolderBrowserModel* folderBrowser READ folderBrowser CONSTANT)
+    Q_PROPERTY(RemoteFilesModel* remoteFiles READ remoteFiles CONSTANT)
+    Q_PROPERTY(UsageViewModel* usage READ usage CONSTANT)
+    Q_PROPERTY(ClaudeSignInModel* claudeSignIn READ claudeSignIn CONSTANT)
     // Who is typing, else the other person's presence, else the member count.
     Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
     Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
@@ -124,6 +137,12 @@ public:
     ChatListModel* chatList() const { return m_chatList.get(); }
     TimelineModel* timeline() const { return m_timeline.get(); }
     ComposerModel* composer() const { return m_composer.get(); }
+    SessionSettingsModel* sessionSettings() const { return m_sessionSettings.get(); }
+    TextFileEditorModel* fileEditor() const { return m_fileEditor.get(); }
+    FolderBrowserModel* folderBrowser() const { return m_folderBrowser.get(); }
+    RemoteFilesModel* remoteFiles() const { return m_remoteFiles.get(); }
+    UsageViewModel* usage() const { return m_usage.get(); }
+    ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -166,4 +185,10 @@ private:
     std::unique_ptr<ChatListModel> m_chatList;
     std::unique_ptr<TimelineModel> m_timeline;
     std::unique_ptr<ComposerModel> m_composer;
+    std::unique_ptr<SessionSettingsModel> m_sessionSettings;
+    std::unique_ptr<TextFileEditorModel> m_fileEditor;
+    std::unique_ptr<FolderBrowserModel> m_folderBrowser;
+    std::unique_ptr<RemoteFilesModel> m_remoteFiles;
+    std::unique_ptr<UsageViewModel> m_usage;
+    std::unique_ptr<ClaudeSignInModel> m_claudeSignIn;
 };
