@@ -16,20 +16,14 @@ ColumnLayout {
     signal retry()
 
     spacing: Theme.pad
-    RowLayout {
+    Text {
         visible: loadState.loading
-        Layout.alignment: Qt.AlignHCenter
-        spacing: Theme.pad
-        BusyIndicator {
-            Layout.preferredWidth: 20
-            Layout.preferredHeight: 20
-            running: loadState.loading
-        }
-        Text {
-            text: loadState.loadingText
-            color: Theme.textSecondary
-            font.pixelSize: Theme.body
-        }
+        Layout.fillWidth: true
+        text: loadState.loadingText
+        color: Theme.textSecondary
+        font.pixelSize: Theme.body
+        horizontalAlignment: Text.AlignHCenter
+        wrapMode: Text.Wrap
     }
     ColumnLayout {
         visible: !loadState.loading && loadState.failedTitle.length > 0

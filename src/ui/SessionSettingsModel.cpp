@@ -40,7 +40,8 @@ bool SessionSettingsModel::isSession() const {
 bool SessionSettingsModel::selectedIsSession() const {
     const std::optional<qint64> selected = m_store ? m_store->selectedChatId() : std::nullopt;
     const ChatSummary* chat = selected ? m_store->chat(*selected) : nullptr;
-    return chat && m_store->isClaudeSessionChat(*chat);
+    // A conversation with a person has no agent to set up.
+    return chat && m_store->isClaudeSessionChat(*chat) && m_store->isClaudeCodeChat(*chat);
 }
 
 bool SessionSettingsModel::hasMacTools() const {

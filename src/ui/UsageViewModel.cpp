@@ -80,11 +80,13 @@ QVariantMap UsageViewModel::accountEntry(const ClaudeAccount& account) const {
     const QString email = account.email.value_or(QString());
     if (!email.isEmpty())
         for (const ChatSummary& chat : m_store->chatsOnAccount(email))
-            chats << QVariantMap{
-                {QStringLiteral("id"), chat.id},
-                {QStringLiteral("title"),
-                 chat.displayTitle(m_store->me ? std::optional<qint64>(m_store->me->id)
-                                               : std::nullopt)}};
+            // Only conversations with the agent run on an account.
+            if (m_store->isClaudeCodeChat(chat))
+                chats << QVariantMap{
+                    {QStringLiteral("id"), chat.id},
+                    {QStringLiteral("title"),
+                     chat.displayTitle(m_store->me ? std::optional<qint64>(m_store->me->id)
+                                                   : std::nullopt)}};
     // A named account: its one machine signs in with another main account.
     const ClaudeClient* holder = account.clients.size() == 1 ? &account.clients.first() : nullptr;
     const bool held =

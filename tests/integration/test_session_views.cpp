@@ -140,6 +140,21 @@ private slots:
         await(settings.sync());
         QVERIFY(settings.isSession());
         QCOMPARE(settings.workdir(), "/proj");
+
+        // The header offers the sheet on the session, not on a talk with a person.
+        ServerClient bob(m_server->httpUrl());
+        QVERIFY(!bob.login(QStringLiteral("bob")).isEmpty());
+        const qint64 direct = m_owner
+                                  ->post(QStringLiteral("api/chats"),
+                                         {{QStringLiteral("kind"), QStringLiteral("direct")},
+                                          {QStringLiteral("userId"), agentkit::myId(bob)}})
+                                  .json.value(QStringLiteral("id"))
+                                  .toInteger();
+        QTRY_VERIFY_WITH_TIMEOUT(m_store->chat(direct), 10000);
+        m_store->setSelectedChatId(direct);
+        QVERIFY(!settings.selectedIsSession());
+        m_store->setSelectedChatId(m_session);
+        QVERIFY(settings.selectedIsSession());
         QCOMPARE(settings.permission(), "dangerous");
 
         // The inherited entry comes first and names the model it stands for.

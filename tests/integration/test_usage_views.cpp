@@ -126,6 +126,12 @@ private slots:
         for (const QVariant& c : team.value("chats").toList())
             teamChats << c.toMap().value("title").toString();
         QCOMPARE(teamChats, QStringList{"infra"});
+        // Conversations with people run on no account, though on the same server.
+        QStringList mainChats;
+        for (const QVariant& c : main.value("chats").toList())
+            mainChats << c.toMap().value("title").toString();
+        mainChats.sort();
+        QCOMPARE(mainChats, (QStringList{"mobile-app", "velmarin-web"}));
     }
 
     void movingAConversation() {
