@@ -15,12 +15,10 @@ Item {
         settingsSheet.open()
     }
     function openClaudeMd(chatId) {
-        AppModel.fileEditor.openClaudeMd(chatId)
-        editorSheet.open()
+        claudeMdSheet.present(chatId)
     }
     function openEnvFile(chatId, name) {
-        AppModel.fileEditor.openEnvFile(chatId, name)
-        editorSheet.open()
+        envSheet.present(chatId, name)
     }
     function openFiles(chatId) {
         AppModel.remoteFiles.openExplorer(chatId)
@@ -56,18 +54,18 @@ Item {
         }
     }
 
-    SessionSettingsSheet {
+    ChatSettingsSheet {
         id: settingsSheet
         onOpenClaudeMd: sheets.openClaudeMd(sheets.settings.chatId)
         onOpenFiles: sheets.openFiles(sheets.settings.chatId)
         onOpenEnvFile: name => sheets.openEnvFile(sheets.settings.chatId, name)
     }
-    TextFileEditorSheet {
-        id: editorSheet
-        onClosed: {
-            if (AppModel.fileEditor.envName.length > 0)
-                sheets.settings.reloadEnvFiles()
-        }
+    ClaudeMdEditorView {
+        id: claudeMdSheet
+    }
+    EnvFileEditorView {
+        id: envSheet
+        onSaved: sheets.settings.reloadEnvFiles()
     }
     FileExplorerView {
         id: explorerSheet
@@ -79,5 +77,5 @@ Item {
     RemoteFolderBrowser {
         id: folderSheet
     }
-    FileSaveFlow {}
+    FileSaveModifier {}
 }

@@ -4,11 +4,11 @@ import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
 
-// The editor of CLAUDE.md or an env file of the session's folder. A failed
+// The editor of a text file of the session's folder, over the one editor
+// model: ClaudeMdEditorView and EnvFileEditorView are its two uses. A failed
 // save keeps the text; a good one closes the sheet.
 AgentSheet {
     id: sheet
-    objectName: "textFileEditorSheet"
     readonly property var editor: AppModel.fileEditor
     readonly property bool isEnv: editor.envName.length > 0
     property bool copied: false

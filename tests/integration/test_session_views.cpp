@@ -120,18 +120,43 @@ private slots:
         QCOMPARE(hostPrefs().value("workdir").toString(), "/proj");
     }
 
-    // A host that does not answer: the browser says so and can ask again.
-    void folderBrowserWithoutAHost() {
+    // A host that does not answer: every view says so, and nothing typed is lost.
+    void viewsWithoutAHost() {
         auto env = std::make_unique<ClientEnv>();
         ServerProcess bare;
         QVERIFY2(bare.start(), qPrintable(bare.errorString()));
         auto store = launchSignedIn(bare, QStringLiteral("alice"), 0.002);
+        const qint64 chat = 42;
+
         FolderBrowserModel browser(store.get());
         QVERIFY(!await(browser.list(QStringLiteral("~"), true)));
         QVERIFY(browser.failed());
         QVERIFY(!browser.loading());
         QCOMPARE(browser.depth(), 0);
         QVERIFY(!await(browser.startSession()));
+
+        TextFileEditorModel editor(store.get());
+        editor.openClaudeMd(chat);
+        QTRY_VERIFY_WITH_TIMEOUT(!editor.loading(), 10000);
+        QVERIFY(editor.loadFailed());
+        editor.setText(QStringLiteral("keep me"));
+        QVERIFY(!await(editor.write()));
+        QVERIFY(editor.saveFailed());
+        QVERIFY(editor.dirty());
+        QCOMPARE(editor.text(), "keep me");
+
+        SessionSettingsModel settings(store.get());
+        settings.setChatId(chat);
+        await(settings.loadEnvFiles());
+        QVERIFY(settings.envLoadFailed());
+        QVERIFY(settings.envFiles().isEmpty());
+
+        RemoteFilesModel files(store.get());
+        await(files.view(QStringLiteral("/x.txt"), QStringLiteral("x.txt")));
+        QCOMPARE(files.viewer().value("error").toString(), "unreachable");
+        files.openExplorer(chat);
+        QTRY_VERIFY_WITH_TIMEOUT(files.level().value("failed").toBool(), 10000);
+        QCOMPARE(files.level().value("path").toString(), "~");
     }
 
     void settingsReachTheHost() {

@@ -464,15 +464,15 @@ private slots:
         QTest::addColumn<QString>("sheet");
         QTest::addColumn<QString>("objectName");
         QTest::newRow("settings") << "settings"
-                                  << "sessionSettingsSheet";
+                                  << "chatSettingsSheet";
         QTest::newRow("folders") << "folders"
                                  << "remoteFolderBrowser";
         QTest::newRow("files") << "files"
                                << "fileExplorerView";
         QTest::newRow("claude md") << "claudemd"
-                                   << "textFileEditorSheet";
+                                   << "claudeMdEditorView";
         QTest::newRow("env file") << "env:.env.local"
-                                  << "textFileEditorSheet";
+                                  << "envFileEditorView";
         QTest::newRow("viewer") << "file:/proj/README.md"
                                 << "fileViewerView";
     }

@@ -8,7 +8,7 @@ import Velmarin.Core
 // thinks, which model runs, Chrome, the project's files and the account.
 AgentSheet {
     id: sheet
-    objectName: "sessionSettingsSheet"
+    objectName: "chatSettingsSheet"
     readonly property var settings: AppModel.sessionSettings
     signal openClaudeMd()
     signal openFiles()
@@ -167,7 +167,7 @@ AgentSheet {
             }
 
             SheetSectionTitle { text: Loc.l("Env files", Loc.revision) }
-            EnvFilesInline {
+            EnvFilesInlineView {
                 Layout.fillWidth: true
                 onOpenFile: name => sheet.openEnvFile(name)
             }
