@@ -75,6 +75,13 @@ Rectangle {
                         elide: Text.ElideRight
                     }
                 }
+                IconButton {
+                    objectName: "sessionSettingsButton"
+                    visible: AppModel.sessionSettings.selectedIsSession
+                    symbol: "gearshape.fill"
+                    label: Loc.l("Session settings", Loc.revision)
+                    onClicked: AppModel.sessionSettings.requestSheet("settings")
+                }
             }
             Rectangle {
                 anchors.bottom: parent.bottom

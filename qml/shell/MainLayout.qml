@@ -52,7 +52,8 @@ Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
             sourceComponent: AppModel.section === "Conversation" ? mainView
-                           : AppModel.section === "Profile" ? profileModule : emptyModule
+                           : AppModel.section === "Profile" ? profileModule
+                           : AppModel.section === "Usage" ? usageModule : emptyModule
         }
     }
 
@@ -65,6 +66,10 @@ Item {
         ProfileModule {}
     }
     Component {
+        id: usageModule
+        UsageModule {}
+    }
+    Component {
         id: emptyModule
         ModulePlaceholder {
             entry: layout.entryFor(AppModel.section)
@@ -72,4 +77,5 @@ Item {
     }
 
     MainMenuDrawer {}
+    SessionSheets {}
 }

@@ -85,6 +85,18 @@ Rectangle {
                     Layout.fillWidth: true
                 }
 
+                Card {
+                    Layout.fillWidth: true
+                    visible: AppModel.hostStatus !== "unknown"
+                    symbol: "brain.head.profile"
+                    title: Loc.l("Claude account", Loc.revision)
+                    Loader {
+                        Layout.fillWidth: true
+                        active: parent.visible
+                        sourceComponent: ClaudeAccountContent {}
+                    }
+                }
+
                 Item { Layout.preferredHeight: Theme.padL }
             }
         }

@@ -48,6 +48,7 @@ public:
         infraSession();
         mobileSession();
         usage();
+        viewerFiles();
     }
 
 private:
@@ -262,6 +263,23 @@ private:
                     .toUtf8());
         for (const auto& [name, content] : files)
             box.put(Sandbox::join(root, QLatin1String(name)), QByteArray(content));
+    }
+
+    // Files for the file views: a production env file beside the others, and a
+    // build log larger than the viewer shows.
+    void viewerFiles() {
+        const Sandbox& box = m_host.sandbox();
+        const QString root = QStringLiteral("/projects/velmarin-web");
+        box.put(Sandbox::join(root, QStringLiteral(".env.production")),
+                QByteArrayLiteral("API_URL=https://api.velmarin.example\nSENTRY_DSN=\n"));
+        QByteArray log;
+        for (int line = 1; log.size() < 700 * 1024; ++line)
+            log += QStringLiteral("[build %1] compiled src/pages/module-%2.tsx in %3 ms\n")
+                       .arg(412)
+                       .arg(line)
+                       .arg(40 + line % 90)
+                       .toUtf8();
+        box.put(Sandbox::join(root, QStringLiteral("logs/build.log")), log);
     }
 
     // The main account well ahead of pace in both windows; a second, calmer one.

@@ -19,6 +19,7 @@ constexpr IconRow rows[] = {
     {"arrow.down.app.fill", 0xe62a}, // system_update
     {"arrow.up", 0xe5d8}, // arrow_upward
     {"arrow.up.right", 0xf1e1}, // north_east
+    {"archivebox", 0xe149}, // archive
     {"arrowshape.turn.up.left", 0xe15e}, // reply
     {"arrowshape.turn.up.right", 0xe154}, // forward
     {"bell.badge", 0xe7f7}, // notifications_active
@@ -38,6 +39,7 @@ constexpr IconRow rows[] = {
     {"chevron.up", 0xe5ce}, // expand_less
     {"chevron.up.chevron.down", 0xe5d7}, // unfold_more
     {"circle.lefthalf.filled", 0xeb37}, // contrast
+    {"circle", 0xe836}, // radio_button_unchecked
     {"clock", 0xe8b5}, // schedule
     {"clock.arrow.circlepath", 0xe889}, // history
     {"cpu", 0xe322}, // memory
@@ -50,6 +52,7 @@ constexpr IconRow rows[] = {
     {"doc.text", 0xe873}, // description
     {"doc.text.fill", 0xe873}, // description
     {"doc.zipper", 0xeb2c}, // folder_zip
+    {"doc", 0xe873}, // description
     {"ellipsis.bubble.fill", 0xe0bf}, // forum
     {"envelope.fill", 0xe0be}, // email
     {"exclamationmark.circle", 0xe001}, // error_outline
@@ -63,6 +66,7 @@ constexpr IconRow rows[] = {
     {"gauge.with.dots.needle.33percent", 0xe9e4}, // speed
     {"gauge.with.dots.needle.67percent", 0xe9e4}, // speed
     {"gearshape.fill", 0xe8b8}, // settings
+    {"gearshape", 0xe8b8}, // settings
     {"globe", 0xe894}, // language
     {"hammer.fill", 0xe869}, // build
     {"hand.raised", 0xe764}, // back_hand

@@ -44,11 +44,10 @@ using Translated = std::array<QString, 3>;
 const QHash<QString, Translated>& table() {
     static const QHash<QString, Translated> hash = [] {
         QHash<QString, Translated> h;
-        const auto rows = translationRows();
-        h.reserve(qsizetype(rows.size()));
-        for (const auto& row : rows)
-            h.insert(QString::fromUtf8(row.en),
-                     {fromTable(row.de), fromTable(row.fr), fromTable(row.es)});
+        for (const auto rows : {translationRows(), agentViewTranslationRows()})
+            for (const auto& row : rows)
+                h.insert(QString::fromUtf8(row.en),
+                         {fromTable(row.de), fromTable(row.fr), fromTable(row.es)});
         return h;
     }();
     return hash;

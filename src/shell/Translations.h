@@ -24,5 +24,7 @@ struct SysNoteTemplate {
 };
 
 std::span<const TranslationRow> translationRows();
+// The texts of the agent session views, kept in a table of their own.
+std::span<const TranslationRow> agentViewTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

@@ -35,6 +35,7 @@ struct LaunchOptions {
     QString stageImage;
     QStringList addServers;
     QString openSheet;
+    QString agentSheet;
 };
 
 // Developer options for the start-up benchmark and the screenshot script; the
@@ -71,8 +72,13 @@ LaunchOptions parseArguments(const QStringList& arguments) {
         QStringLiteral("Open this sheet shortly after launch (servers, addServer, pairing, "
                        "invite, newChat, newGroup)."),
         QStringLiteral("name"));
-    parser.addOptions(
-        {firstFrame, mainFrame, quitAfter, section, openChat, stageImage, addServer, openSheet});
+    const QCommandLineOption agentSheet(
+        QStringLiteral("agent-sheet"),
+        QStringLiteral("Over the opened conversation, open a session sheet: settings, folders, "
+                       "files, claudemd, env:<name> or file:<path>."),
+        QStringLiteral("sheet"));
+    parser.addOptions({firstFrame, mainFrame, quitAfter, section, openChat, stageImage, agentSheet,
+                       addServer, openSheet});
     parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("A velmarin:// link."));
     parser.process(arguments);
     LaunchOptions options;
@@ -84,6 +90,7 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     options.stageImage = parser.value(stageImage);
     options.addServers = parser.values(addServer);
     options.openSheet = parser.value(openSheet);
+    options.agentSheet = parser.value(agentSheet);
     if (!parser.positionalArguments().isEmpty())
         options.link = parser.positionalArguments().first();
     return options;
@@ -144,6 +151,11 @@ void openChatWhenListed(Store& store, AppModel& model, const LaunchOptions& opti
             model.selectChat(chat.id);
             if (!options.stageImage.isEmpty())
                 model.composer()->addImageFile(QUrl::fromLocalFile(options.stageImage));
+            // Once the conversation has settled on screen.
+            if (!options.agentSheet.isEmpty())
+                QTimer::singleShot(1500, &model, [&model, sheet = options.agentSheet] {
+                    model.sessionSettings()->requestSheet(sheet);
+                });
             return;
         }
     };

@@ -42,7 +42,13 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_servers(std::make_unique<ServersViewModel>(store)),
       m_invite(std::make_unique<InviteViewModel>(store)),
       m_newChat(std::make_unique<NewChatViewModel>(store)),
-      m_chatActions(std::make_unique<ChatActionsModel>(store)) {
+      m_chatActions(std::make_unique<ChatActionsModel>(store)),
+      m_sessionSettings(std::make_unique<SessionSettingsModel>(store)),
+      m_fileEditor(std::make_unique<TextFileEditorModel>(store)),
+      m_folderBrowser(std::make_unique<FolderBrowserModel>(store)),
+      m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
+      m_usage(std::make_unique<UsageViewModel>(store)),
+      m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -100,6 +106,12 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<InviteViewModel>(uri, 1, 0, "InviteViewModel", owned);
     qmlRegisterUncreatableType<NewChatViewModel>(uri, 1, 0, "NewChatViewModel", owned);
     qmlRegisterUncreatableType<ChatActionsModel>(uri, 1, 0, "ChatActionsModel", owned);
+    qmlRegisterUncreatableType<SessionSettingsModel>(uri, 1, 0, "SessionSettingsModel", owned);
+    qmlRegisterUncreatableType<TextFileEditorModel>(uri, 1, 0, "TextFileEditorModel", owned);
+    qmlRegisterUncreatableType<FolderBrowserModel>(uri, 1, 0, "FolderBrowserModel", owned);
+    qmlRegisterUncreatableType<RemoteFilesModel>(uri, 1, 0, "RemoteFilesModel", owned);
+    qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
+    qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     LocNotifier::registerQml(uri);
 }
 

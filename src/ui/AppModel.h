@@ -7,12 +7,18 @@
 
 #include "ui/ChatActionsModel.h"
 #include "ui/ChatListModel.h"
+#include "ui/ClaudeSignInModel.h"
 #include "ui/ComposerModel.h"
+#include "ui/FolderBrowserModel.h"
 #include "ui/InviteViewModel.h"
 #include "ui/LinkRouter.h"
 #include "ui/NewChatViewModel.h"
+#include "ui/RemoteFilesModel.h"
 #include "ui/ServersViewModel.h"
+#include "ui/SessionSettingsModel.h"
+#include "ui/TextFileEditorModel.h"
 #include "ui/TimelineModel.h"
+#include "ui/UsageViewModel.h"
 
 #include <QObject>
 #include <QPointer>
@@ -63,6 +69,13 @@ class AppModel : public QObject {
     Q_PROPERTY(InviteViewModel* invite READ invite CONSTANT)
     Q_PROPERTY(NewChatViewModel* newChat READ newChat CONSTANT)
     Q_PROPERTY(ChatActionsModel* chatActions READ chatActions CONSTANT)
+    // Session settings, remote files, usage and Claude accounts.
+    Q_PROPERTY(SessionSettingsModel* sessionSettings READ sessionSettings CONSTANT)
+    Q_PROPERTY(TextFileEditorModel* fileEditor READ fileEditor CONSTANT)
+    Q_PROPERTY(FolderBrowserModel* folderBrowser READ folderBrowser CONSTANT)
+    Q_PROPERTY(RemoteFilesModel* remoteFiles READ remoteFiles CONSTANT)
+    Q_PROPERTY(UsageViewModel* usage READ usage CONSTANT)
+    Q_PROPERTY(ClaudeSignInModel* claudeSignIn READ claudeSignIn CONSTANT)
     // Who is typing, else the other person's presence, else the member count.
     Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
     Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
@@ -142,6 +155,12 @@ public:
     // Asks the view that owns the named sheet to open it ("servers",
     // "addServer", "pairing", "invite", "newChat", "newGroup").
     Q_INVOKABLE void openSheet(const QString& name, qint64 chatId = 0);
+    SessionSettingsModel* sessionSettings() const { return m_sessionSettings.get(); }
+    TextFileEditorModel* fileEditor() const { return m_fileEditor.get(); }
+    FolderBrowserModel* folderBrowser() const { return m_folderBrowser.get(); }
+    RemoteFilesModel* remoteFiles() const { return m_remoteFiles.get(); }
+    UsageViewModel* usage() const { return m_usage.get(); }
+    ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -192,4 +211,10 @@ private:
     std::unique_ptr<InviteViewModel> m_invite;
     std::unique_ptr<NewChatViewModel> m_newChat;
     std::unique_ptr<ChatActionsModel> m_chatActions;
+    std::unique_ptr<SessionSettingsModel> m_sessionSettings;
+    std::unique_ptr<TextFileEditorModel> m_fileEditor;
+    std::unique_ptr<FolderBrowserModel> m_folderBrowser;
+    std::unique_ptr<RemoteFilesModel> m_remoteFiles;
+    std::unique_ptr<UsageViewModel> m_usage;
+    std::unique_ptr<ClaudeSignInModel> m_claudeSignIn;
 };

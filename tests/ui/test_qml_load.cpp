@@ -521,6 +521,77 @@ private slots:
         expectNoWarnings();
     }
 
+    // The session sheets one after another over an open conversation, and the
+    // usage screen with figures: each loads, names its controls and, in
+    // German, leaves no English of its own behind.
+    void sessionSheetsAndUsageScreen_data() {
+        QTest::addColumn<QString>("sheet");
+        QTest::addColumn<QString>("objectName");
+        QTest::newRow("settings") << "settings"
+                                  << "chatSettingsSheet";
+        QTest::newRow("folders") << "folders"
+                                 << "remoteFolderBrowser";
+        QTest::newRow("files") << "files"
+                               << "fileExplorerView";
+        QTest::newRow("claude md") << "claudemd"
+                                   << "claudeMdEditorView";
+        QTest::newRow("env file") << "env:.env.local"
+                                  << "envFileEditorView";
+        QTest::newRow("viewer") << "file:/proj/README.md"
+                                << "fileViewerView";
+    }
+    void sessionSheetsAndUsageScreen() {
+        QFETCH(QString, sheet);
+        QFETCH(QString, objectName);
+        QVERIFY(start(true));
+        model->setLanguage("de");
+        model->selectChat(12);
+        QTest::qWait(50);
+        model->sessionSettings()->requestSheet(sheet);
+        QTRY_VERIFY(find(qPrintable(objectName)));
+        QTest::qWait(250);
+        expectNamedControls();
+        QHash<QString, QString> german;
+        for (const TranslationRow& row : agentViewTranslationRows())
+            german.insert(QString::fromUtf8(row.en), QString::fromUtf8(row.de));
+        QStringList leftInEnglish;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (!item->inherits("QQuickText")) return;
+            const QString text = item->property("text").toString();
+            if (german.contains(text) && german.value(text) != text) leftInEnglish << text;
+        });
+        QVERIFY2(leftInEnglish.isEmpty(), qPrintable(leftInEnglish.join(" | ")));
+        expectNoWarnings();
+    }
+
+    void usageScreenShowsPace() {
+        QVERIFY(start(true));
+        const auto at = [](int minutes) {
+            return QDateTime::currentDateTimeUtc().addSecs(minutes * 60).toString(Qt::ISODate);
+        };
+        ClaudeUsage usage;
+        usage.email = QStringLiteral("ana@velmarin.test");
+        usage.fiveHour = ClaudeUsageWindow{70.0, at(120)};
+        usage.sevenDay = ClaudeUsageWindow{10.0, at(6 * 24 * 60)};
+        store->setClaudeUsage(usage);
+        store->setClaudeHostName(QStringLiteral("studio"));
+        model->setSection("Usage");
+        QTRY_VERIFY(find("usageModule"));
+        QTest::qWait(50);
+        QStringList texts;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (item->inherits("QQuickText")) texts << item->property("text").toString();
+        });
+        QVERIFY2(texts.contains("Ahead of pace"), qPrintable(texts.join(" | ")));
+        QVERIFY(texts.contains("On track"));
+        QVERIFY(texts.contains("ana@velmarin.test"));
+        QVERIFY(find("claudeUsageRail"));
+        expectNamedControls();
+        model->setSection("Profile");
+        QTRY_VERIFY(find("claudeAccountContent"));
+        expectNoWarnings();
+    }
+
     void keyboard() {
         QVERIFY(start(true));
         window->resize(1100, 700);

@@ -1,0 +1,13 @@
+import QtQuick
+import Velmarin
+import Velmarin.Core
+
+// The project instructions of a session: its CLAUDE.md.
+TextFileEditorSheet {
+    objectName: "claudeMdEditorView"
+
+    function present(chatId) {
+        AppModel.fileEditor.openClaudeMd(chatId)
+        open()
+    }
+}
