@@ -100,6 +100,7 @@ Rectangle {
                 label: Loc.l("Attach", Loc.revision)
                 onClicked: picker.active = true
             }
+            AgentComposerIcons { Layout.alignment: Qt.AlignBottom }
             ScrollView {
                 id: scroller
                 Layout.fillWidth: true

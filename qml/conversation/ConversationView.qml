@@ -104,9 +104,13 @@ Item {
             onCountChanged: view.markReadIfAtEnd()
         }
 
-        AgentStatusBar {
+        AgentBars {
             Layout.fillWidth: true
-            visible: AppModel.selectedChatWorking
+            onEditBacklog: id => {
+                AppModel.composer.startEdit(id)
+                AppModel.composer.draft = AppModel.agent.backlogDraft(id)
+                composer.focusDraft()
+            }
         }
 
         ComposerBar {

@@ -75,6 +75,7 @@ Rectangle {
                         elide: Text.ElideRight
                     }
                 }
+                DeployChip {}
             }
             Rectangle {
                 anchors.bottom: parent.bottom

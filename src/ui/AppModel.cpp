@@ -38,7 +38,8 @@ AppModel::AppModel(Store* store, QObject* parent)
     : QObject(parent), m_store(store), m_links(*store, copyToClipboard),
       m_chatList(std::make_unique<ChatListModel>(store)),
       m_timeline(std::make_unique<TimelineModel>(store)),
-      m_composer(std::make_unique<ComposerModel>(store)) {
+      m_composer(std::make_unique<ComposerModel>(store)),
+      m_agent(std::make_unique<AgentBarsModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -92,6 +93,7 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<ChatListModel>(uri, 1, 0, "ChatListModel", owned);
     qmlRegisterUncreatableType<TimelineModel>(uri, 1, 0, "TimelineModel", owned);
     qmlRegisterUncreatableType<ComposerModel>(uri, 1, 0, "ComposerModel", owned);
+    qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
     LocNotifier::registerQml(uri);
 }
 

@@ -5,6 +5,7 @@
 // "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
 // instance that exists at the time, so tests can make a fresh one per case.
 
+#include "ui/AgentBarsModel.h"
 #include "ui/ChatListModel.h"
 #include "ui/ComposerModel.h"
 #include "ui/LinkRouter.h"
@@ -54,6 +55,8 @@ class AppModel : public QObject {
     Q_PROPERTY(ChatListModel* chatList READ chatList CONSTANT)
     Q_PROPERTY(TimelineModel* timeline READ timeline CONSTANT)
     Q_PROPERTY(ComposerModel* composer READ composer CONSTANT)
+    // The agent's bars over the composer and the badges of its bubbles.
+    Q_PROPERTY(AgentBarsModel* agent READ agent CONSTANT)
     // Who is typing, else the other person's presence, else the member count.
     Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
     Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
@@ -124,6 +127,7 @@ public:
     ChatListModel* chatList() const { return m_chatList.get(); }
     TimelineModel* timeline() const { return m_timeline.get(); }
     ComposerModel* composer() const { return m_composer.get(); }
+    AgentBarsModel* agent() const { return m_agent.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -166,4 +170,5 @@ private:
     std::unique_ptr<ChatListModel> m_chatList;
     std::unique_ptr<TimelineModel> m_timeline;
     std::unique_ptr<ComposerModel> m_composer;
+    std::unique_ptr<AgentBarsModel> m_agent;
 };
