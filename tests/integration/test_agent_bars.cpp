@@ -174,9 +174,10 @@ private slots:
         QVERIFY2(reading >= 0 && tests > reading, qPrintable(lines.join(" | ")));
         QVERIFY2(lines.contains(QStringLiteral("Deploying to staging — 60%")),
                  qPrintable(lines.join(" | ")));
-        QVERIFY2(!buildLines.isEmpty() && buildLines.first().startsWith("Compiling"),
+        QVERIFY2(!buildLines.isEmpty() && buildLines.first().startsWith("Compiling app…"),
                  qPrintable(buildLines.join(" | ")));
-        QVERIFY2(buildLines.last().startsWith("Deploying"), qPrintable(buildLines.join(" | ")));
+        QVERIFY2(buildLines.last().startsWith("Deploying app to staging…"),
+                 qPrintable(buildLines.join(" | ")));
         QTRY_VERIFY_WITH_TIMEOUT(!bars().hasBuild(), 5000);
         QCOMPARE(bars().backlogCount(), 0);
 

@@ -43,10 +43,10 @@ ChatSummary direct(qint64 id) {
 }
 
 // "id:sender:text" rows, sender m (me), c (Claude), h (the other bot).
-QList<Message> rows(const QStringList& specs) {
+QList<Message> rows(const QStringList& shapes) {
     QList<Message> out;
-    for (const QString& spec : specs) {
-        const QStringList parts = spec.split(u':');
+    for (const QString& row : shapes) {
+        const QStringList parts = row.split(u':');
         const qint64 sender = parts[1] == "m" ? me : parts[1] == "c" ? claude : helper;
         QString text = parts.mid(2).join(u':');
         text.replace(QStringLiteral("\\n"), QStringLiteral("\n"));
