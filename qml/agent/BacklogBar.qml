@@ -66,6 +66,7 @@ AgentBarLine {
             Repeater {
                 model: bar.agent.backlog
                 ItemDelegate {
+                    objectName: "backlogEntry"
                     required property var modelData
                     Layout.fillWidth: true
                     implicitHeight: 34

@@ -106,6 +106,7 @@ Item {
 
         AgentBars {
             Layout.fillWidth: true
+            Layout.fillHeight: false
             onEditBacklog: id => {
                 AppModel.composer.startEdit(id)
                 AppModel.composer.draft = AppModel.agent.backlogDraft(id)

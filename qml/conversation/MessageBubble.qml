@@ -128,7 +128,11 @@ Item {
             RowLayout {
                 Layout.alignment: Qt.AlignRight
                 spacing: 4
-                QueueBadge { info: bubble.agentBadge; ink: bubble.inkSoft }
+                QueueBadge {
+                    Layout.fillWidth: false
+                    info: bubble.agentBadge
+                    ink: bubble.inkSoft
+                }
                 Text {
                     visible: bubble.row.edited === true
                     text: Loc.l("edited", Loc.revision)

@@ -433,7 +433,14 @@ private slots:
         QVERIFY(review);
         QMetaObject::invokeMethod(find("backlogButton"), "clicked");
         QTRY_VERIFY(review->property("opened").toBool());
-        QMetaObject::invokeMethod(review, "close");
+        // Choosing a queued message edits it in the composer, without its priority mark.
+        QQuickItem* entry = nullptr;
+        QTRY_VERIFY((entry = find("backlogEntry")) != nullptr);
+        QMetaObject::invokeMethod(entry, "clicked");
+        QTRY_VERIFY(!review->property("opened").toBool());
+        QVERIFY(model->composer()->editing());
+        QCOMPARE(model->composer()->draft(), QStringLiteral("Then ship it"));
+        model->composer()->cancelReplyOrEdit();
         QObject* confirm = window->findChild<QObject*>(QStringLiteral("resetConfirm"));
         QVERIFY(confirm);
         QMetaObject::invokeMethod(find("resetContextButton"), "clicked");
