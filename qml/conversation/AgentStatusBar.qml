@@ -1,56 +1,58 @@
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
 
-// While the agent works: the looping meter, what it does now, and a stop button.
-Rectangle {
+// While the agent works: the looping meter, what it does now, the tools it
+// drives, and a stop button that reads "Stopping…" once pressed.
+AgentBarLine {
     id: status
-    property bool stopRequested: false
+    objectName: "ccStatusBar"
+    readonly property var agent: AppModel.agent
 
-    implicitHeight: 36
-    color: Theme.window
     Accessible.role: Accessible.StatusBar
-    Accessible.name: AppModel.selectedChatStatusLine
+    Accessible.name: agent.statusLine
 
-    Connections {
-        target: AppModel
-        function onAgentStateChanged() {
-            if (!AppModel.selectedChatWorking)
-                status.stopRequested = false
-        }
+    WorkingIndicator { Layout.alignment: Qt.AlignVCenter }
+    Text {
+        objectName: "statusLine"
+        Layout.fillWidth: true
+        text: status.agent.statusLine
+        color: Theme.text
+        font.pixelSize: Theme.secondary
+        elide: Text.ElideRight
+        textFormat: Text.PlainText
     }
-    Rectangle { width: parent.width; height: 1; color: Theme.separator }
-
-    RowLayout {
-        anchors.fill: parent
-        anchors.leftMargin: Theme.padL
-        anchors.rightMargin: Theme.padM
-        spacing: Theme.pad
-        WorkingIndicator { Layout.alignment: Qt.AlignVCenter }
-        Text {
-            Layout.fillWidth: true
-            text: AppModel.selectedChatStatusLine
-            color: Theme.text
-            font.pixelSize: Theme.secondary
-            elide: Text.ElideRight
-            textFormat: Text.PlainText
-        }
-        Text {
-            visible: status.stopRequested
-            text: Loc.l("Stopping…", Loc.revision)
-            color: Theme.textSecondary
-            font.pixelSize: Theme.secondary
-        }
-        IconButton {
-            visible: !status.stopRequested
-            symbol: "stop.circle.fill"
-            iconColor: Theme.danger
-            label: Loc.l("Stop", Loc.revision)
-            onClicked: {
-                status.stopRequested = true
-                AppModel.stopAgent()
-            }
-        }
+    ToolChip {
+        visible: status.agent.chromeActive
+        symbol: "globe"
+        text: Loc.l("Using Chrome", Loc.revision)
+    }
+    ToolChip {
+        visible: status.agent.screenshotActive
+        symbol: "camera.viewfinder"
+        text: Loc.l("Using Screenshot", Loc.revision)
+    }
+    BusyIndicator {
+        visible: status.agent.stopRequested
+        running: visible
+        implicitWidth: 18
+        implicitHeight: 18
+    }
+    Text {
+        objectName: "stoppingText"
+        visible: status.agent.stopRequested
+        text: Loc.l("Stopping…", Loc.revision)
+        color: Theme.textSecondary
+        font.pixelSize: Theme.secondary
+    }
+    IconButton {
+        objectName: "stopButton"
+        visible: !status.agent.stopRequested
+        symbol: "stop.circle.fill"
+        iconColor: Theme.danger
+        label: Loc.l("Stop", Loc.revision)
+        onClicked: status.agent.stop()
     }
 }

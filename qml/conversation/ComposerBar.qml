@@ -100,6 +100,10 @@ Rectangle {
                 label: Loc.l("Attach", Loc.revision)
                 onClicked: picker.active = true
             }
+            AgentComposerIcons {
+                Layout.alignment: Qt.AlignBottom
+                Layout.fillWidth: false
+            }
             ScrollView {
                 id: scroller
                 Layout.fillWidth: true

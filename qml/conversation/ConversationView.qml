@@ -135,9 +135,14 @@ Item {
             }
         }
 
-        AgentStatusBar {
+        AgentBars {
             Layout.fillWidth: true
-            visible: AppModel.selectedChatWorking
+            Layout.fillHeight: false
+            onEditBacklog: id => {
+                AppModel.composer.startEdit(id)
+                AppModel.composer.draft = AppModel.agent.backlogDraft(id)
+                composer.focusDraft()
+            }
         }
 
         ComposerBar {

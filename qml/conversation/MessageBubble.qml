@@ -15,6 +15,8 @@ Item {
     signal openMedia(var info)
 
     readonly property bool mine: row.isMine === true
+    // The agent's word on this message: queue state, or the prompt it answers.
+    readonly property var agentBadge: AppModel.agent.badge(row.messageId || 0, AppModel.agent.badgeRevision)
     readonly property color ink: mine ? Theme.accentForeground : Theme.text
     readonly property color inkSoft: mine ? Qt.rgba(1, 1, 1, 0.8) : Theme.textSecondary
     readonly property bool hasAlbum: !!row.album && row.album.length > 0
@@ -82,6 +84,14 @@ Item {
                 Layout.maximumWidth: bubble.innerMax
                 onJump: id => bubble.jumpTo(id)
             }
+            ReplyQuote {
+                objectName: "answeredQuote"
+                visible: !!bubble.agentBadge.answered
+                reply: bubble.agentBadge.answered || ({})
+                Layout.fillWidth: true
+                Layout.maximumWidth: bubble.innerMax
+                onJump: id => bubble.jumpTo(id)
+            }
             AlbumGrid {
                 visible: bubble.hasAlbum
                 items: bubble.hasAlbum ? bubble.row.album : []
@@ -130,6 +140,11 @@ Item {
             RowLayout {
                 Layout.alignment: Qt.AlignRight
                 spacing: 4
+                QueueBadge {
+                    Layout.fillWidth: false
+                    info: bubble.agentBadge
+                    ink: bubble.inkSoft
+                }
                 Text {
                     visible: bubble.row.edited === true
                     text: Loc.l("edited", Loc.revision)

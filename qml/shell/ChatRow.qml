@@ -21,6 +21,9 @@ Item {
     required property bool working
     required property string statusLine
     required property int queued
+    required property string buildHint
+    required property string buildSymbol
+    required property bool deployReady
     property bool selected: false
     property bool highlighted: false
     signal activated()
@@ -107,7 +110,7 @@ Item {
                 Text {
                     Layout.fillWidth: true
                     Layout.preferredHeight: Math.ceil(fontMetrics.height)
-                    visible: row.typing.length === 0 && !row.working
+                    visible: row.typing.length === 0 && !row.working && row.buildHint.length === 0
                     clip: true
                     text: (row.previewSender.length > 0 ? row.escaped(row.previewSender) + ": " : "") + row.previewRich
                     textFormat: Text.RichText
@@ -118,6 +121,20 @@ Item {
                         id: fontMetrics
                         font.pixelSize: Theme.secondary
                     }
+                }
+                BuildHint {
+                    Layout.fillWidth: true
+                    visible: row.typing.length === 0 && !row.working && row.buildHint.length > 0
+                    symbol: row.buildSymbol
+                    text: row.buildHint
+                    ink: row.inkSoft
+                }
+                Icon {
+                    objectName: "deployMarker"
+                    visible: row.deployReady
+                    symbol: "safari.fill"
+                    size: 14
+                    color: row.selected ? Theme.accentForeground : Theme.accent
                 }
                 Icon {
                     visible: row.queued > 0

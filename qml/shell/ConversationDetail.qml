@@ -75,6 +75,7 @@ Rectangle {
                         elide: Text.ElideRight
                     }
                 }
+                DeployChip {}
                 IconButton {
                     objectName: "sessionSettingsButton"
                     visible: AppModel.sessionSettings.selectedIsSession

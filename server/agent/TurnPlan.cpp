@@ -28,12 +28,12 @@ QString excerpt(const QString& body) {
 }
 
 void addBuildSteps(Plan& p, const QString& name, bool deploy) {
-    const QString compiling = QStringLiteral("Compiling %1").arg(name);
+    // A build's label names what is built; the client says what happens to it.
     for (qint64 percent : {0, 35, 70, 100})
         p.steps.push_back(Step{QStringLiteral("Building %1 — %2%").arg(name).arg(percent),
-                               BuildState{QStringLiteral("building"), percent, compiling}});
+                               BuildState{QStringLiteral("building"), percent, name}});
     if (deploy) {
-        const QString label = QStringLiteral("Deploying to staging");
+        const QString label = QStringLiteral("%1 to staging").arg(name);
         for (qint64 percent : {20, 60, 100})
             p.steps.push_back(Step{QStringLiteral("Deploying to staging — %1%").arg(percent),
                                    BuildState{QStringLiteral("deploying"), percent, label}});

@@ -26,11 +26,10 @@ QList<std::optional<BuildState>> loopCycle(const QString& name) {
     QList<std::optional<BuildState>> cycle{
         BuildState{QStringLiteral("queued"), std::nullopt, name}};
     for (qint64 percent : {0, 20, 40, 60, 80, 100})
-        cycle.push_back(BuildState{QStringLiteral("building"), percent,
-                                   QStringLiteral("Compiling %1").arg(name)});
+        cycle.push_back(BuildState{QStringLiteral("building"), percent, name});
     for (qint64 percent : {0, 40, 80, 100})
         cycle.push_back(BuildState{QStringLiteral("deploying"), percent,
-                                   QStringLiteral("Deploying to staging")});
+                                   QStringLiteral("%1 to staging").arg(name)});
     cycle.push_back(BuildState{QStringLiteral("done"), std::nullopt, QString()});
     for (int i = 0; i < 4; ++i)
         cycle.push_back(std::nullopt);

@@ -5,6 +5,7 @@
 #include "agent/Builds.h"
 
 #include "agent/AgentTypes.h"
+#include "shell/Localisation.h"
 #include "store/IDCodec.h"
 #include "store/PrefsMaps.h"
 #include "store/Store.h"
@@ -34,23 +35,22 @@ QJsonObject CCDeployRecord::toJson() const {
 QString buildBarLine(const BuildStatus& s) {
     const QString name = s.label && !s.label->isEmpty() ? *s.label : QStringLiteral("build");
     if (s.state == QLatin1String("waiting"))
-        return QStringLiteral("Waiting for %1 to finish…").arg(name);
-    if (s.state == QLatin1String("queued")) return QStringLiteral("Queued · ") + name;
+        return Lf(QStringLiteral("Waiting for %@ to finish…"), name);
+    if (s.state == QLatin1String("queued")) return Lf(QStringLiteral("Queued · %@"), name);
     // A build step that is really a deploy is shown as one.
     if ((s.isBuilding() && s.isShipping()) || s.isDeploying())
-        return QStringLiteral("Deploying ") + name + QStringLiteral("…") + percentSuffix(s);
-    return QStringLiteral("Compiling ") + name + QStringLiteral("…") +
+        return Lf(QStringLiteral("Deploying %@…"), name) + percentSuffix(s);
+    return Lf(QStringLiteral("Compiling %@…"), name) +
            (s.isBuilding() ? percentSuffix(s) : QString());
 }
 
 QString buildRowHint(const BuildStatus& s) {
     if (s.state == QLatin1String("waiting"))
-        return s.label && !s.label->isEmpty()
-                   ? QStringLiteral("Waiting for ") + *s.label + QStringLiteral("…")
-                   : QStringLiteral("Waiting for a build…");
-    if (s.state == QLatin1String("queued")) return QStringLiteral("Build queued…");
-    if (s.isShipping()) return QStringLiteral("Deploying…") + percentSuffix(s);
-    return QStringLiteral("Compiling…") + percentSuffix(s);
+        return s.label && !s.label->isEmpty() ? Lf(QStringLiteral("Waiting for %@…"), *s.label)
+                                              : L(QStringLiteral("Waiting for a build…"));
+    if (s.state == QLatin1String("queued")) return L(QStringLiteral("Build queued…"));
+    if (s.isShipping()) return L(QStringLiteral("Deploying…")) + percentSuffix(s);
+    return L(QStringLiteral("Compiling…")) + percentSuffix(s);
 }
 
 QString buildSymbol(const BuildStatus& s) {

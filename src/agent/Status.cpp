@@ -93,6 +93,7 @@ void Store::wireAgentCaches() {
     connect(this, &Store::sessionChanged, this, invalidate);
     connect(this, &Store::usersChanged, this, invalidate);
     connect(this, &Store::ccStateChanged, this, invalidate);
+    connect(this, &Store::deployReady, this, &Store::showDeployReady);
 }
 
 // Views ask for one conversation many times in a row: that case stays inline.

@@ -55,6 +55,7 @@ constexpr IconRow rows[] = {
     {"doc", 0xe873}, // description
     {"ellipsis.bubble.fill", 0xe0bf}, // forum
     {"envelope.fill", 0xe0be}, // email
+    {"eraser", 0xf0ff}, // cleaning_services
     {"exclamationmark.circle", 0xe001}, // error_outline
     {"exclamationmark.triangle.fill", 0xe002}, // warning
     {"externaldrive.badge.checkmark", 0xe2bf}, // cloud_done
@@ -100,9 +101,11 @@ constexpr IconRow rows[] = {
     {"qrcode.viewfinder", 0xf206}, // qr_code_scanner
     {"rectangle.portrait.and.arrow.right", 0xe9ba}, // logout
     {"repo.git", 0xe97a}, // account_tree
+    {"safari", 0xe89d}, // open_in_browser
     {"safari.fill", 0xe87a}, // explore
     {"server.rack", 0xe875}, // dns
     {"star.fill", 0xe838}, // star
+    {"stethoscope", 0xf109}, // medical_services
     {"stop.circle.fill", 0xef71}, // stop_circle
     {"text.magnifyingglass", 0xf02f}, // manage_search
     {"trash", 0xe872}, // delete

@@ -644,6 +644,10 @@ public:
     // Announces a finished deploy once the session is idle and its queue
     // empty, through the deployReady signal.
     void notifyDeployReadyIfNeeded(qint64 chatId);
+    // Shows what deployReady announces: a banner, a system notification or,
+    // for the conversation on screen, nothing.
+    void showDeployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title,
+                         QString body);
     void loadSeenDeploy();
     void saveSeenDeploy() const;
     void loadNotifiedDeploy();

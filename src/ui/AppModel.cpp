@@ -48,7 +48,8 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_folderBrowser(std::make_unique<FolderBrowserModel>(store)),
       m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
       m_usage(std::make_unique<UsageViewModel>(store)),
-      m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)) {
+      m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
+      m_agent(std::make_unique<AgentBarsModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -112,6 +113,7 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<RemoteFilesModel>(uri, 1, 0, "RemoteFilesModel", owned);
     qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
+    qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
     LocNotifier::registerQml(uri);
 }
 

@@ -5,6 +5,7 @@
 // "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
 // instance that exists at the time, so tests can make a fresh one per case.
 
+#include "ui/AgentBarsModel.h"
 #include "ui/ChatActionsModel.h"
 #include "ui/ChatListModel.h"
 #include "ui/ClaudeSignInModel.h"
@@ -76,6 +77,8 @@ class AppModel : public QObject {
     Q_PROPERTY(RemoteFilesModel* remoteFiles READ remoteFiles CONSTANT)
     Q_PROPERTY(UsageViewModel* usage READ usage CONSTANT)
     Q_PROPERTY(ClaudeSignInModel* claudeSignIn READ claudeSignIn CONSTANT)
+    // The agent's bars over the composer and the badges of its bubbles.
+    Q_PROPERTY(AgentBarsModel* agent READ agent CONSTANT)
     // Who is typing, else the other person's presence, else the member count.
     Q_PROPERTY(QString selectedChatSubtitle READ selectedChatSubtitle NOTIFY subtitleChanged)
     Q_PROPERTY(bool selectedChatWorking READ selectedChatWorking NOTIFY agentStateChanged)
@@ -161,6 +164,7 @@ public:
     RemoteFilesModel* remoteFiles() const { return m_remoteFiles.get(); }
     UsageViewModel* usage() const { return m_usage.get(); }
     ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
+    AgentBarsModel* agent() const { return m_agent.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -217,4 +221,5 @@ private:
     std::unique_ptr<RemoteFilesModel> m_remoteFiles;
     std::unique_ptr<UsageViewModel> m_usage;
     std::unique_ptr<ClaudeSignInModel> m_claudeSignIn;
+    std::unique_ptr<AgentBarsModel> m_agent;
 };

@@ -1,5 +1,6 @@
 #include "ui/ChatListModel.h"
 
+#include "agent/Builds.h"
 #include "conversations/ChatList.h"
 #include "conversations/ChatPreview.h"
 #include "conversations/Fmt.h"
@@ -20,6 +21,10 @@ ChatListModel::ChatListModel(Store* store, QObject* parent)
     connect(store, &Store::ccStateChanged, this, [this](qint64 id) {
         emitRow(id, {WorkingRole, StatusLineRole, QueuedRole});
     });
+    connect(store, &Store::buildsChanged, this, [this](qint64 id) {
+        emitRow(id, {BuildHintRole, BuildSymbolRole});
+    });
+    connect(store, &Store::deploysChanged, this, [this](qint64 id) { emitRow(id, {DeployRole}); });
     connect(store, &Store::presenceChanged, this, [this] { emitRole(OnlineRole); });
     connect(store, &Store::mutedChatsChanged, this, [this] { emitRole(MutedRole); });
     connect(store, &Store::usersChanged, this, [this] { emitRole(-1); });
@@ -213,6 +218,12 @@ QVariant ChatListModel::data(const QModelIndex& index, int role) const {
         return m_store->ccStatusLine(id).value_or(L(QStringLiteral("Claude is working…")));
     case QueuedRole:
         return int(m_store->backloggedMessages(id).size());
+    case BuildHintRole:
+        return m_store->builds.contains(id) ? buildRowHint(m_store->builds.value(id)) : QString();
+    case BuildSymbolRole:
+        return m_store->builds.contains(id) ? buildSymbol(m_store->builds.value(id)) : QString();
+    case DeployRole:
+        return m_store->activeDeploy(id).has_value();
     default:
         return {};
     }
@@ -237,5 +248,8 @@ QHash<int, QByteArray> ChatListModel::roleNames() const {
             {PinnedRole, "pinned"},
             {WorkingRole, "working"},
             {StatusLineRole, "statusLine"},
-            {QueuedRole, "queued"}};
+            {QueuedRole, "queued"},
+            {BuildHintRole, "buildHint"},
+            {BuildSymbolRole, "buildSymbol"},
+            {DeployRole, "deployReady"}};
 }

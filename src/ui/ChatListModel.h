@@ -34,10 +34,13 @@ public:
         TypingRole, // names typing now, joined
         SelectedRole,
         IsAIChannelRole,
-        PinnedRole,     // has a pinned message
-        WorkingRole,    // the agent of the conversation is at work
-        StatusLineRole, // what the agent does now, while it works
-        QueuedRole,     // messages waiting for the agent
+        PinnedRole,      // has a pinned message
+        WorkingRole,     // the agent of the conversation is at work
+        StatusLineRole,  // what the agent does now, while it works
+        QueuedRole,      // messages waiting for the agent
+        BuildHintRole,   // the build's short line ("Compiling… 40%"), or empty
+        BuildSymbolRole, // its symbol
+        DeployRole,      // a deploy the user has not opened yet
     };
     Q_ENUM(Role)
 

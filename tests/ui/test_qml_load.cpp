@@ -342,6 +342,118 @@ private slots:
         expectNoWarnings();
     }
 
+    // An agent session with something to say in every bar: an idle hour over
+    // a large context, a build, a run in progress with a queue behind it, and
+    // a deploy; then the review of the queue and the reset confirmation open.
+    QQuickItem* openAgentSession() {
+        const qint64 chatId = 20;
+        User me = *store->me;
+        User claude;
+        claude.id = 2;
+        claude.username = QStringLiteral("Claude Code");
+        ChatSummary session;
+        session.id = chatId;
+        session.kind = QStringLiteral("direct");
+        session.members = {me, claude};
+        const qint64 hourAgo = QDateTime::currentMSecsSinceEpoch() - 2 * 3600 * 1000;
+        QList<Message> list;
+        const auto add = [&](qint64 id, qint64 sender, const QString& text) {
+            Message m;
+            m.id = id;
+            m.chatId = chatId;
+            m.senderId = sender;
+            m.senderName = sender == me.id ? me.username : claude.username;
+            m.text = text;
+            m.createdAt = hourAgo + id * 1000;
+            list.push_back(m);
+        };
+        add(1, me.id, QStringLiteral("Fix the login bug"));
+        add(2, me.id, QStringLiteral("And the logout one"));
+        add(3, claude.id,
+            QStringLiteral(
+                "Fixed.\n\x02"
+                "CCFOR=1\n\x02"
+                "CCTOK=612000,500000,2000,110000\n"
+                "[DEPLOY]{\"url\":\"https://staging.example.org\",\"label\":\"Staging\"}"));
+        add(4, me.id, QStringLiteral("Now the settings page"));
+        add(5, me.id,
+            QStringLiteral("\x02"
+                           "CCNOW"
+                           "Then ship it"));
+        add(6, claude.id,
+            QStringLiteral("💭 Claude is working…\nEditing files\n\x02"
+                           "CCMSG=4\n\x02"
+                           "CCSEEN=4\n\x02"
+                           "CCCHROME=1"));
+        session.lastMessage = list.last();
+        store->chats.push_back(session);
+        store->messages.insert(chatId, list);
+        for (const Message& m : list)
+            store->captureCCMarkers(m);
+        store->builds.insert(chatId,
+                             BuildStatus{QStringLiteral("building"), 40, QStringLiteral("web")});
+        emit store->chatsReset();
+        model->selectChat(chatId);
+        QQuickItem* bar = nullptr;
+        if (!QTest::qWaitFor([&] { return (bar = find("backlogBar")) != nullptr; }, 3000))
+            return nullptr;
+        QTest::qWait(100);
+        return bar;
+    }
+
+    void agentSessionShowsEveryBar() {
+        QVERIFY(start(true));
+        window->resize(1100, 760);
+        QVERIFY(openAgentSession());
+        for (const char* name :
+             {"idleResetBar", "contextBar", "buildStatusBar", "ccStatusBar", "backlogBar",
+              "deployChip", "resetContextButton", "healthButton"}) {
+            QQuickItem* item = find(name);
+            QVERIFY2(item && item->isVisible(), name);
+        }
+        QCOMPARE(find("backlogText")->property("text").toString(),
+                 QStringLiteral("1 message queued — runs next"));
+        QVERIFY(find("contextText")->property("text").toString().startsWith("Context 612k"));
+        QVERIFY(find("sendNowButton"));
+        // The answer quotes its prompt, since a newer one stands between them.
+        int quotes = 0;
+        walkWindow(window, [&](QQuickItem* item) {
+            quotes += item->objectName() == QLatin1String("answeredQuote") && item->isVisible();
+        });
+        QCOMPARE(quotes, 1);
+        // The bars stack in their order, top to bottom.
+        qreal lastY = -1;
+        for (const char* name :
+             {"idleResetBar", "contextBar", "buildStatusBar", "ccStatusBar", "backlogBar"}) {
+            const qreal y = find(name)->mapToScene({0, 0}).y();
+            QVERIFY2(y > lastY, name);
+            lastY = y;
+        }
+        QObject* review = window->findChild<QObject*>(QStringLiteral("backlogReview"));
+        QVERIFY(review);
+        QMetaObject::invokeMethod(find("backlogButton"), "clicked");
+        QTRY_VERIFY(review->property("opened").toBool());
+        // Choosing a queued message edits it in the composer, without its priority mark.
+        QQuickItem* entry = nullptr;
+        QTRY_VERIFY((entry = find("backlogEntry")) != nullptr);
+        QMetaObject::invokeMethod(entry, "clicked");
+        QTRY_VERIFY(!review->property("opened").toBool());
+        QVERIFY(model->composer()->editing());
+        QCOMPARE(model->composer()->draft(), QStringLiteral("Then ship it"));
+        model->composer()->cancelReplyOrEdit();
+        QObject* confirm = window->findChild<QObject*>(QStringLiteral("resetConfirm"));
+        QVERIFY(confirm);
+        QMetaObject::invokeMethod(find("resetContextButton"), "clicked");
+        QTRY_VERIFY(confirm->property("opened").toBool());
+        QMetaObject::invokeMethod(confirm, "close");
+        // The advice goes once dismissed, and stays gone for this view.
+        QQuickItem* advice = find("idleResetBar");
+        model->agent()->dismissIdleReset();
+        QTRY_VERIFY(!advice->isVisible());
+        expectNamedControls();
+        expectNoWarnings();
+    }
+
     void composerKeys() {
         QVERIFY(start(true));
         window->resize(1100, 700);
