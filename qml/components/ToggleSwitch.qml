@@ -8,6 +8,9 @@ Switch {
     property string label
 
     padding: 0
+    // No text beside it: the switch is exactly its track, so layouts keep it inside.
+    implicitWidth: indicator.implicitWidth
+    implicitHeight: indicator.implicitHeight
     focusPolicy: Qt.StrongFocus
     Accessible.name: label
 

@@ -2,6 +2,7 @@
 // subtitle, the agent's state, the banner of other conversations and the
 // actions on one message.
 
+#include "conversations/ChatPreview.h"
 #include "shell/LocNotifier.h"
 #include "shell/Localisation.h"
 #include "store/Store.h"
@@ -83,6 +84,15 @@ void AppModel::stopAgent() {
 
 // MARK: Pinned message
 
+namespace {
+// One line for the bar: a table or a list below the first line stays in the message.
+QString firstLine(const QString& text) {
+    for (const QString& line : text.split(u'\n'))
+        if (!line.trimmed().isEmpty()) return line.trimmed();
+    return {};
+}
+} // namespace
+
 QVariantMap AppModel::selectedChatPinned() const {
     const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
     const ChatSummary* chat = id ? m_store->chat(*id) : nullptr;
@@ -90,7 +100,7 @@ QVariantMap AppModel::selectedChatPinned() const {
     const Message& m = *chat->pinnedMessage;
     return {{QStringLiteral("id"), m.id},
             {QStringLiteral("sender"), m.senderName},
-            {QStringLiteral("text"), m.displayText().simplified()}};
+            {QStringLiteral("text"), firstLine(previewBody(m))}};
 }
 
 void AppModel::setPinned(qint64 messageId, bool pinned) {
