@@ -104,6 +104,21 @@ Item {
                 maxWidth: Math.min(bubble.innerMax, 360)
                 onOpen: bubble.openMedia(info)
             }
+            // A voice message: what it is here; playing it lives with the recorder.
+            RowLayout {
+                objectName: "voiceRow"
+                visible: !!bubble.row.media && bubble.row.media.kind === "audio"
+                spacing: Theme.pad
+                Icon {
+                    symbol: "mic.fill"
+                    color: bubble.ink
+                }
+                Text {
+                    text: Loc.l("Voice message", Loc.revision)
+                    color: bubble.ink
+                    font.pixelSize: Theme.body
+                }
+            }
             RowLayout {
                 visible: bubble.hasFile
                 spacing: Theme.pad
