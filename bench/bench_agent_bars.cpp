@@ -6,9 +6,8 @@
 // the bars over the composer are read again as well. Baseline: one pass over
 // the history testing each message's kind, the least any re-evaluation does.
 // Target: a changed frame within 3x of that pass, an unchanged one far below.
+#include "AgentSessionFixture.h"
 #include "BenchRatio.h"
-#include "store/Prefs.h"
-#include "store/Store.h"
 #include "ui/AgentBarsModel.h"
 
 #include <QCoreApplication>
@@ -16,22 +15,12 @@
 
 namespace {
 
-constexpr qint64 me = 1;
-constexpr qint64 agent = 2;
-constexpr qint64 chatId = 42;
-constexpr int count = 5000;
+using fixture::agent;
+using fixture::chatId;
+using fixture::count;
+using fixture::me;
+using fixture::message;
 constexpr int rowsInView = 30;
-
-Message message(qint64 id, qint64 sender, QString text) {
-    Message m;
-    m.id = id;
-    m.chatId = chatId;
-    m.senderId = sender;
-    m.senderName = sender == me ? "me" : "Claude Code";
-    m.text = std::move(text);
-    m.createdAt = 1700000000000 + id * 1000;
-    return m;
-}
 
 // Questions and answers with markers (some answers quote an older prompt),
 // hidden control traffic, a queue at the end and the working message.
@@ -64,29 +53,11 @@ QList<Message> history() {
     return list;
 }
 
-struct Session {
-    QTemporaryDir dir;
-    std::unique_ptr<Store> store;
+struct Session : fixture::AgentSession {
     std::unique_ptr<AgentBarsModel> bars;
     QList<qint64> visibleIds; // the newest rows, as a bottom-anchored list shows them
 
-    Session() {
-        Prefs::useFile(dir.filePath("bench.conf"));
-        store = std::make_unique<Store>();
-        User u;
-        u.id = me;
-        u.username = "me";
-        store->me = u;
-        User a;
-        a.id = agent;
-        a.username = "Claude Code";
-        ChatSummary c;
-        c.id = chatId;
-        c.kind = "direct";
-        c.members = {u, a};
-        store->chats = {c};
-        store->messages[chatId] = history();
-        store->ccSeenHighWater[chatId] = count / 2;
+    Session() : AgentSession(history()) {
         bars = std::make_unique<AgentBarsModel>(store.get());
         store->setSelectedChatId(chatId);
         const QList<Message>& list = store->messages[chatId];

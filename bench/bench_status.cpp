@@ -4,30 +4,19 @@
 // the baseline: the lightest walk of the rules, and the visibility test that
 // every timeline evaluation makes. Also the throughput
 // of marker capture against reading the same markers without a store.
+#include "AgentSessionFixture.h"
 #include "BenchRatio.h"
-#include "store/Prefs.h"
-#include "store/Store.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
 namespace {
 
-constexpr qint64 me = 1;
-constexpr qint64 agent = 2;
-constexpr qint64 chatId = 42;
-constexpr int count = 5000;
-
-Message message(qint64 id, qint64 sender, QString text) {
-    Message m;
-    m.id = id;
-    m.chatId = chatId;
-    m.senderId = sender;
-    m.senderName = sender == me ? "me" : "Claude Code";
-    m.text = std::move(text);
-    m.createdAt = 1700000000000 + id * 1000;
-    return m;
-}
+using fixture::agent;
+using fixture::chatId;
+using fixture::count;
+using fixture::me;
+using fixture::message;
 
 // A long session: questions, answers with their markers, hidden control
 // traffic, and the last run's working message. `withWorking` false leaves
@@ -62,28 +51,8 @@ QList<Message> history(bool withWorking) {
     return list;
 }
 
-struct Session {
-    QTemporaryDir dir;
-    std::unique_ptr<Store> store;
-
-    explicit Session(bool withWorking) {
-        Prefs::useFile(dir.filePath("bench.conf"));
-        store = std::make_unique<Store>();
-        User u;
-        u.id = me;
-        u.username = "me";
-        store->me = u;
-        User a;
-        a.id = agent;
-        a.username = "Claude Code";
-        ChatSummary c;
-        c.id = chatId;
-        c.kind = "direct";
-        c.members = {u, a};
-        store->chats = {c};
-        store->messages[chatId] = history(withWorking);
-        store->ccSeenHighWater[chatId] = count / 2; // the older half is settled
-    }
+struct Session : fixture::AgentSession {
+    explicit Session(bool withWorking) : AgentSession(history(withWorking)) {}
 };
 
 // The lightest pass: what the array walk of the status rules reads, with
