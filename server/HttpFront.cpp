@@ -1,6 +1,7 @@
 #include "HttpFront.h"
 
 #include "Router.h"
+#include "TestHooks.h"
 
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
@@ -70,6 +71,7 @@ bool HttpFront::acceptsUpgrade(const QHttpServerRequest& request) const {
 }
 
 bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
+    if (m_hooks) m_hooks->observe(request, socket);
     // Returning true for an upgrade hands the socket to the WebSocket server.
     if (isUpgrade(request)) return acceptsUpgrade(request);
     HttpRequest req;
@@ -80,7 +82,9 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     req.peer = request.remoteAddress();
     req.bearer = bearerToken(request);
     QHttpServerResponder responder = makeResponder(request, socket);
-    write(responder, m_router.dispatch(req));
+    const HttpReply reply = m_router.dispatch(req);
+    if (m_hooks && m_hooks->park(req, reply, responder)) return true;
+    write(responder, reply);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <QAbstractHttpServer>
 
 class Router;
+class TestHooks;
 
 // Turns Qt's HTTP requests into router calls and writes the replies. A
 // WebSocket upgrade is let through to Qt's socket server only on the path "ws"
@@ -11,6 +12,8 @@ class HttpFront : public QAbstractHttpServer {
     Q_OBJECT
 public:
     HttpFront(const Router& router, bool webSocket, QObject* parent = nullptr);
+    // Only a server started for tests has hooks.
+    void setTestHooks(TestHooks* hooks) { m_hooks = hooks; }
 
 protected:
     bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;
@@ -21,4 +24,5 @@ private:
 
     const Router& m_router;
     bool m_webSocket;
+    TestHooks* m_hooks = nullptr;
 };

@@ -26,6 +26,8 @@ struct ServerOptions {
     int agentPaceMs = 400;
     QString agentSandbox; // empty: "agent-sandbox" in the data directory
     bool seedDemo = false;
+    // Instruments for the client's tests (TestHooks); never on in use.
+    bool testHooks = false;
 };
 
 // Parses the process arguments. On --help or bad input it prints to the

@@ -9,6 +9,7 @@
 class AgentHost;
 class QTcpServer;
 class SniffingServer;
+class TestHooks;
 
 // The whole server: identity, storage, event hub and the HTTP front on its
 // listening sockets.
@@ -38,6 +39,7 @@ private:
     Router m_router;
     HttpFront m_front;
     std::unique_ptr<AgentHost> m_agent;
+    std::unique_ptr<TestHooks> m_hooks;
     SniffingServer* m_main = nullptr;
     QTcpServer* m_plain = nullptr;
 };

@@ -88,7 +88,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
     if (payload) {
         target = normalizedServerURL(payload->url);
         if (target) {
-            if (target->scheme() == QLatin1String("https"))
+            if (pinnable(*target))
                 PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*target));
             serverURLString = target->toString();
         }
@@ -130,8 +130,7 @@ QCoro::Task<bool> Store::addServerPaired(QString input, QString urlField, QStrin
         setLastError(QStringLiteral("Invalid server URL"));
         co_return false;
     }
-    const bool pinnable = base->scheme() == QLatin1String("https");
-    if (payload && pinnable)
+    if (payload && pinnable(*base))
         PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*base));
     co_await DeviceKey::load();
     if (!self) co_return false;

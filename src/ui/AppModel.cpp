@@ -240,9 +240,15 @@ void AppModel::clearSelection() {
 void AppModel::onSelectionChanged() {
     emit selectionChanged();
     if (!m_store) return;
-    if (const auto id = m_store->selectedChatId())
+    const auto id = m_store->selectedChatId();
+    if (!id) return;
+    [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
+        if (store) co_await store->openChat(chatId);
+    }(m_store, *id);
+    // The context bar's menus and badge show what the host holds, not what it held.
+    if (const ChatSummary* chat = m_store->chat(*id); chat && m_store->isClaudeSessionChat(*chat))
         [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
-            if (store) co_await store->openChat(chatId);
+            if (store) co_await store->ccSyncPrefs(chatId);
         }(m_store, *id);
 }
 

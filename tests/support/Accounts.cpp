@@ -27,10 +27,6 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
         },
         15000);
     if (!settled) qWarning("launchSignedIn: the store did not settle");
-    // The token upgrade replaces the socket, and that socket's first resync may
-    // still be in flight: one more resync here lets it land before the test
-    // changes anything a late bootstrap could overwrite.
-    if (settled) await(store->resync());
     return store;
 }
 
