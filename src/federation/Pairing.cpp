@@ -187,7 +187,10 @@ QString Store::shareableInvite(const QString& code, qint64 chatId) const {
 std::optional<QString> Store::inviteLink(qint64 chatId) const {
     const auto r = routed(chatId);
     if (!r) return std::nullopt;
-    QString base = r->first.base.toString();
+    // An extra server by the address it was given: a browser knows nothing of our pins.
+    const ServerProfile* profile = extraServer(IDCodec::serverId(chatId));
+    const auto given = profile ? normalizedServerURL(profile->url) : std::nullopt;
+    QString base = (given ? *given : r->first.base).toString();
     if (!base.endsWith(QLatin1Char('/'))) base += QLatin1Char('/');
     return base + QStringLiteral("join");
 }

@@ -248,8 +248,9 @@ private slots:
         for (const Message& m : store->messages.value(m_session))
             if (m.id > 0 && m.displayText() == text) running = m.id;
         QVERIFY(running > 0);
-        QTRY_COMPARE_WITH_TIMEOUT(stateOf(*store, bars(), running), QStringLiteral("processing"),
-                                  10000);
+        // The host itself names it in work (the guess would call it that already).
+        QTRY_COMPARE_WITH_TIMEOUT(store->ccProcessingMsgId(m_session), std::optional(running),
+                                  15000);
 
         if (voice) {
             QTemporaryFile recording;
