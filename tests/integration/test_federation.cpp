@@ -222,7 +222,6 @@ private slots:
         QCOMPARE(PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(linked->httpUrl()))),
                  std::optional<QString>(made.fingerprint));
         QTRY_VERIFY_WITH_TIMEOUT(alice->extraWSConnected.value(1), 10000);
-        QVERIFY(alice->serverAnswering.value(1));
         QStringList linkedTokens{alice->serverTokens().value(1)};
 
         const Account aliceS = signIn(*plain, "alice");
@@ -247,8 +246,7 @@ private slots:
 
         alice.reset();
         alice = std::make_unique<Store>(StoreOptions{0.05});
-        QTRY_VERIFY_WITH_TIMEOUT(
-            alice->serverAnswering.value(2) && alice->extraWSConnected.value(1), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chatId) && alice->extraWSConnected.value(1), 10000);
         await(alice->connectServer(alice->extraServers()[1]));
         linkedTokens << alice->serverTokens().value(1);
         plainTokens << alice->serverTokens().value(2);
