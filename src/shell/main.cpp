@@ -1,6 +1,7 @@
 // The desktop app: one window, one Store for the life of the process, and the
 // QML frame over a C++ view model.
 
+#include "conversations/Notifier.h"
 #include "shell/AppSection.h"
 #include "shell/Icons.h"
 #include "shell/ProcessClock.h"
@@ -70,7 +71,7 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     const QCommandLineOption openSheet(
         QStringLiteral("open-sheet"),
         QStringLiteral("Open this sheet shortly after launch (servers, addServer, pairing, "
-                       "invite, newChat, newGroup)."),
+                       "invite, newChat, newGroup, joinByCode)."),
         QStringLiteral("name"));
     const QCommandLineOption agentSheet(
         QStringLiteral("agent-sheet"),
@@ -199,6 +200,8 @@ void openSheetSoon(AppModel& model, const LaunchOptions& options) {
 
 void bringForward(QQuickWindow* window) {
     window->show();
+    if (window->windowStates() & Qt::WindowMinimized)
+        window->setWindowStates(window->windowStates() & ~Qt::WindowMinimized);
     window->raise();
     window->requestActivate();
 }
@@ -260,6 +263,12 @@ int main(int argc, char* argv[]) {
                          model.setApplicationActive(state == Qt::ApplicationActive);
                      });
 
+    // A notification's action opens its conversation in a window that comes forward.
+    QObject::connect(&store.notifier(), &Notifier::activated, window,
+                     [&model, window](qint64 chatId) {
+                         model.selectChat(chatId);
+                         bringForward(window);
+                     });
     TrayIcon tray(&store, window);
     openChatWhenListed(store, model, options);
     addServersOnLaunch(store, options);
