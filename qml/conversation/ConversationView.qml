@@ -42,12 +42,15 @@ Item {
     // the newest message in view: bars under the list, a taller composer, a
     // new reply, a bubble that grows as it is edited in place.
     function keepNewest() {
-        if (list.followNewest && !list.moving)
-            Qt.callLater(view.toNewest)
+        if (!list.followNewest || list.moving)
+            return
+        list.settling = true
+        Qt.callLater(view.toNewest)
     }
     function toNewest() {
         if (list.followNewest && !list.moving && list.count > 0)
             list.positionViewAtBeginning()
+        list.settling = false
     }
     function markReadIfAtEnd() {
         if (list.atYEnd && Qt.application.state === Qt.ApplicationActive)
@@ -92,6 +95,8 @@ Item {
             // Whether the view follows the newest message; the person's own
             // scrolling decides, layout changes do not.
             property bool followNewest: true
+            // A layout change is being answered; its moves are not the person's.
+            property bool settling: false
 
             delegate: Item {
                 id: rowItem
@@ -155,6 +160,9 @@ Item {
                 view.markReadIfAtEnd()
             }
             onMovementEnded: followNewest = atYEnd
+            // The wheel moves the view without a flick: any move outside a
+            // layout change is the person's.
+            onContentYChanged: if (!settling && !moving) followNewest = atYEnd
             onHeightChanged: view.keepNewest()
             onContentHeightChanged: view.keepNewest()
             onCountChanged: {

@@ -4,6 +4,7 @@
 #include "store/Store.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QMenu>
 #include <QPainter>
 #include <QSystemTrayIcon>

@@ -7,13 +7,16 @@
 
 #include <QUrlQuery>
 
-JoinViewModel::JoinViewModel(Store* store, QObject* parent) : QObject(parent), m_store(store) {
+JoinViewModel::JoinViewModel(Store* store, QObject* parent)
+    : QObject(parent), m_store(store), m_token(store->token) {
     connect(store, &Store::chatsReset, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::chatChanged, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::chatRemoved, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::sessionChanged, this, [this] {
         // Every sign-in offers the prompt again.
-        m_promptDismissed = false;
+        const auto token = m_store ? m_store->token : std::nullopt;
+        if (token != m_token) m_promptDismissed = false;
+        m_token = token;
         emit showPromptChanged();
     });
     connect(store, &Store::lastErrorChanged, this, [this] {
@@ -56,8 +59,8 @@ void JoinViewModel::setNotice(const QString& notice) {
 }
 
 void JoinViewModel::reset() {
-    setCode({});
     m_failed = false;
+    setCode({});
     setNotice({});
     emit errorTextChanged();
 }

@@ -66,6 +66,7 @@ private:
     bool m_busy = false;
     bool m_failed = false;
     bool m_promptDismissed = false;
+    std::optional<QString> m_token; // the sign-in the prompt was dismissed for
     // The server of the invite link being followed, until its conversation opened.
     enum class Follow { waiting, selected };
     std::optional<QUrl> m_follow;

@@ -11,6 +11,7 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
+#include <QUuid>
 #include <QWheelEvent>
 
 namespace {
@@ -51,7 +52,8 @@ class TestTimelineView : public QObject {
         return textMessage(id, kChat, from, text, startMs + id * 1000);
     }
 
-    // A session with a long history, opened at its newest message.
+    // A session with a long history ending in a message of mine, opened at
+    // its newest message.
     bool open() {
         store = std::make_unique<Store>();
         store->token = QStringLiteral("token");
@@ -59,7 +61,7 @@ class TestTimelineView : public QObject {
         store->chats = {conversation(kChat, {me, claude})};
         QList<Message> history;
         for (int i = 0; i < 40; ++i)
-            history << next(i % 2 ? claude : me,
+            history << next(i % 2 ? me : claude,
                             QStringLiteral("Message %1\nwith a second line").arg(i));
         store->messages.insert(kChat, history);
         model = std::make_unique<AppModel>(store.get());
@@ -142,8 +144,8 @@ private slots:
         // The agent starts working: its status bar takes room under the list.
         const Message working =
             next(claude, QStringLiteral("💭 Claude is working…\nEditing files\n\x02"
-                                        "CCMSG=39\n\x02"
-                                        "CCSEEN=39"));
+                                        "CCMSG=40\n\x02"
+                                        "CCSEEN=40"));
         store->handleEvent(messageFrame(working), 0);
         QQuickItem* status = nullptr;
         QTRY_VERIFY((status = find("ccStatusBar")) != nullptr);
@@ -167,7 +169,7 @@ private slots:
     void jumpButtonReachesTheBottomBesideStop() {
         QVERIFY(open());
         store->handleEvent(messageFrame(next(claude, QStringLiteral("💭 Claude is working…\n\x02"
-                                                                    "CCMSG=39"))),
+                                                                    "CCMSG=40"))),
                            0);
         QQuickItem* stop = nullptr;
         QTRY_VERIFY((stop = find("stopButton")) != nullptr);
@@ -188,6 +190,22 @@ private slots:
         expectNewestVisible("the jump button");
         QTRY_VERIFY(list->property("atYEnd").toBool());
         QTRY_VERIFY(!find("jumpToNewest"));
+    }
+
+    // A notice of another conversation reads as plain words and goes by itself.
+    void bannerIsPlainAndGoesByItself() {
+        QVERIFY(open());
+        InAppBanner banner;
+        banner.id = QUuid::createUuid();
+        banner.chatId = kChat;
+        banner.title = QStringLiteral("Ops");
+        banner.sender = QStringLiteral("bob");
+        banner.text = QStringLiteral("run `make check` and **ship**");
+        store->setInAppBanner(banner);
+        QCOMPARE(model->banner().value("text").toString(),
+                 QStringLiteral("run make check and ship"));
+        QTRY_VERIFY(find("inAppBanner") != nullptr);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->inAppBanner(), 10000);
     }
 };
 
