@@ -160,6 +160,7 @@ Item {
                 view.markReadIfAtEnd()
             }
             onMovementEnded: followNewest = atYEnd
+            onMovingChanged: if (!moving) followNewest = atYEnd
             // The wheel moves the view without a flick: any move outside a
             // layout change is the person's.
             onContentYChanged: if (!settling && !moving) followNewest = atYEnd
