@@ -194,8 +194,20 @@ void addServersOnLaunch(Store& store, const LaunchOptions& options) {
 
 void openSheetSoon(AppModel& model, const LaunchOptions& options) {
     if (options.openSheet.isEmpty()) return;
-    // After the list has loaded and --open-chat has picked its conversation.
-    QTimer::singleShot(2500, &model, [&model, name = options.openSheet] { model.openSheet(name); });
+    // After sign-in, once the list has loaded and --open-chat has picked its conversation.
+    auto open = [&model, name = options.openSheet] {
+        QTimer::singleShot(2500, &model, [&model, name] { model.openSheet(name); });
+    };
+    if (model.signedIn()) {
+        open();
+        return;
+    }
+    auto done = std::make_shared<QMetaObject::Connection>();
+    *done = QObject::connect(&model, &AppModel::sessionChanged, &model, [&model, open, done] {
+        if (!model.signedIn()) return;
+        QObject::disconnect(*done);
+        open();
+    });
 }
 
 void bringForward(QQuickWindow* window) {
