@@ -42,6 +42,7 @@ Server::Server(ServerOptions options, QObject* parent)
     addMediaRoutes(m_router, m_ctx);
     addGroupRoutes(m_router, m_ctx);
     addAvatarRoutes(m_router, m_ctx);
+    addJoinPage(m_router, m_ctx);
     for (const QString& bot : m_options.bots)
         if (!m_db.userByName(bot)) m_db.createUser(bot, false, true);
     addAgentHostRoutes(m_router, m_ctx);

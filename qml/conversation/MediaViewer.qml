@@ -20,6 +20,8 @@ Popup {
     width: parent ? parent.width : 0
     height: parent ? parent.height : 0
     modal: true
+    // Focus brings Esc to the viewer, which it closes.
+    focus: true
     padding: 0
     background: Rectangle { color: Qt.rgba(0, 0, 0, 0.92) }
 

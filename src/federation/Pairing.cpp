@@ -203,7 +203,11 @@ void Store::openInviteLink(const QUrl& url) {
     if (!base) return;
     const QString target = base->toString();
     const auto primary = api();
-    if (token && primary && primary->base.toString() == target) return;
+    // A pinned server is spoken to over TLS: its plain address is the same server.
+    if (token && primary &&
+        (primary->base.toString() == target ||
+         primary->base == PinRegistry::shared().upgraded(*base)))
+        return;
     if (token && me) {
         [](QPointer<Store> self, QUrl b, QString name) -> QCoro::Task<> {
             if (self) co_await self->addServerByName(b, name, false);

@@ -26,5 +26,7 @@ struct SysNoteTemplate {
 std::span<const TranslationRow> translationRows();
 // The texts of the agent session views, kept in a table of their own.
 std::span<const TranslationRow> agentViewTranslationRows();
+// The texts of joining by code and by link.
+std::span<const TranslationRow> joinTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

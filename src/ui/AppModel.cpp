@@ -49,8 +49,10 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
       m_usage(std::make_unique<UsageViewModel>(store)),
       m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
-      m_agent(std::make_unique<AgentBarsModel>(store)) {
+      m_agent(std::make_unique<AgentBarsModel>(store)),
+      m_join(std::make_unique<JoinViewModel>(store)) {
     currentInstance() = this;
+    m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
         emit sessionChanged();
@@ -114,6 +116,7 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
+    qmlRegisterUncreatableType<JoinViewModel>(uri, 1, 0, "JoinViewModel", owned);
     LocNotifier::registerQml(uri);
 }
 

@@ -630,6 +630,10 @@ private slots:
         QCOMPARE(model->invite()->chatId(), qint64(11));
         expectNamedControls();
         QVERIFY(closeSheet(invite));
+        QObject* join = openSheet("joinByCode", "joinByCodeView");
+        QVERIFY(join);
+        expectNamedControls();
+        QVERIFY(closeSheet(join));
         expectNoWarnings();
     }
 
