@@ -121,6 +121,14 @@ Rectangle {
             text: Loc.l("New group", Loc.revision)
             onTriggered: sheets.newChat(true)
         }
+        MenuItem {
+            text: Loc.l("New AI chat", Loc.revision)
+            onTriggered: AppModel.openSheet("newAIChat")
+        }
+        MenuItem {
+            text: Loc.l("Saved messages", Loc.revision)
+            onTriggered: AppModel.people.openSavedMessages()
+        }
     }
 
     EmptyState {

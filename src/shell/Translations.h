@@ -26,5 +26,7 @@ struct SysNoteTemplate {
 std::span<const TranslationRow> translationRows();
 // The texts of the agent session views, kept in a table of their own.
 std::span<const TranslationRow> agentViewTranslationRows();
+// The texts of groups, people and profiles.
+std::span<const TranslationRow> groupsTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

@@ -49,7 +49,10 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
       m_usage(std::make_unique<UsageViewModel>(store)),
       m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
-      m_agent(std::make_unique<AgentBarsModel>(store)) {
+      m_agent(std::make_unique<AgentBarsModel>(store)),
+      m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
+      m_people(std::make_unique<PeopleModel>(store)),
+      m_userProfile(std::make_unique<UserProfileModel>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -114,6 +117,9 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
+    qmlRegisterUncreatableType<GroupSettingsModel>(uri, 1, 0, "GroupSettingsModel", owned);
+    qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
+    qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
     LocNotifier::registerQml(uri);
 }
 
