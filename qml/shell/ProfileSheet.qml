@@ -53,6 +53,7 @@ Popup {
             Accessible.name: text
         }
         RowLayout {
+            Layout.fillWidth: true
             spacing: Theme.padM
             Avatar {
                 title: sheet.person.name || ""

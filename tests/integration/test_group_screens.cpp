@@ -81,7 +81,7 @@ private slots:
         GroupSettingsModel mine(alice.get()), theirs(bob.get());
         mine.open(id);
         theirs.open(id);
-        QVERIFY(mine.isOwner() && mine.canManage());
+        QTRY_VERIFY_WITH_TIMEOUT(mine.isOwner() && mine.canManage(), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(roleOf(theirs, "alice"), QString("Owner"), 5000);
         QVERIFY(!theirs.canManage());
         QCOMPARE(column(mine, "name"), QStringList({"alice", "bob", "carol"})); // owner first
