@@ -54,7 +54,9 @@ class TestGroupScreens : public QObject {
 
 private slots:
     void initTestCase() {
-        server = std::make_unique<ServerProcess>();
+        ServerProcess::Options options;
+        options.names << "dave";
+        server = std::make_unique<ServerProcess>(options);
         QVERIFY2(server->start(), qPrintable(server->errorString()));
         carol = signIn(*server, "carol");
         dave = signIn(*server, "dave");
