@@ -129,6 +129,14 @@ Rectangle {
             text: Loc.l("Join with invite code or QR", Loc.revision)
             onTriggered: sheets.joinByCode()
         }
+        MenuItem {
+            text: Loc.l("New AI chat", Loc.revision)
+            onTriggered: AppModel.openSheet("newAIChat")
+        }
+        MenuItem {
+            text: Loc.l("Saved messages", Loc.revision)
+            onTriggered: AppModel.people.openSavedMessages()
+        }
     }
 
     JoinPrompt {

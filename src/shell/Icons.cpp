@@ -54,6 +54,7 @@ constexpr IconRow rows[] = {
     {"doc.zipper", 0xeb2c}, // folder_zip
     {"doc", 0xe873}, // description
     {"ellipsis.bubble.fill", 0xe0bf}, // forum
+    {"ellipsis", 0xe5d3}, // more_horiz
     {"envelope.fill", 0xe0be}, // email
     {"eraser", 0xf0ff}, // cleaning_services
     {"exclamationmark.circle", 0xe001}, // error_outline
@@ -89,6 +90,7 @@ constexpr IconRow rows[] = {
     {"pause.circle.fill", 0xe035}, // pause_circle_filled
     {"pencil", 0xe3c9}, // edit
     {"person.2.fill", 0xe7fb}, // people
+    {"person.badge.plus", 0xe7fe}, // person_add
     {"person.crop.circle.fill", 0xe853}, // account_circle
     {"phone.fill", 0xe0cd}, // phone
     {"photo", 0xe3f4}, // image

@@ -45,7 +45,8 @@ const QHash<QString, Translated>& table() {
     static const QHash<QString, Translated> hash = [] {
         QHash<QString, Translated> h;
         for (const auto rows :
-             {translationRows(), agentViewTranslationRows(), joinTranslationRows()})
+             {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
+              groupsTranslationRows()})
             for (const auto& row : rows)
                 h.insert(QString::fromUtf8(row.en),
                          {fromTable(row.de), fromTable(row.fr), fromTable(row.es)});

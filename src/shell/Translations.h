@@ -28,5 +28,7 @@ std::span<const TranslationRow> translationRows();
 std::span<const TranslationRow> agentViewTranslationRows();
 // The texts of joining by code and by link.
 std::span<const TranslationRow> joinTranslationRows();
+// The texts of groups, people and profiles.
+std::span<const TranslationRow> groupsTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

@@ -58,7 +58,13 @@ void Store::handleEvent(const QString& text, int server) {
         upsertMessage(*event.message);
         refreshChatLastIfNeeded(*event.message);
     } else if (type == QLatin1String("chatCreated") || type == QLatin1String("chatUpdated")) {
-        if (event.chat) upsertChat(*event.chat);
+        if (!event.chat) return;
+        upsertChat(*event.chat);
+        // Roles are not part of the record: a change to a group may be one of them.
+        if (server == 0 && event.chat->isGroup())
+            [](QPointer<Store> self) -> QCoro::Task<> {
+                if (self) co_await self->loadGroupRoles();
+            }(QPointer<Store>(this));
     } else if (type == QLatin1String("chatRemoved")) {
         if (event.chatId) removeChat(*event.chatId);
     } else if (type == QLatin1String("userJoined")) {

@@ -50,7 +50,10 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_usage(std::make_unique<UsageViewModel>(store)),
       m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
       m_agent(std::make_unique<AgentBarsModel>(store)),
-      m_join(std::make_unique<JoinViewModel>(store)) {
+      m_join(std::make_unique<JoinViewModel>(store)),
+      m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
+      m_people(std::make_unique<PeopleModel>(store)),
+      m_userProfile(std::make_unique<UserProfileModel>(store)) {
     currentInstance() = this;
     m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
@@ -117,6 +120,9 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
     qmlRegisterUncreatableType<JoinViewModel>(uri, 1, 0, "JoinViewModel", owned);
+    qmlRegisterUncreatableType<GroupSettingsModel>(uri, 1, 0, "GroupSettingsModel", owned);
+    qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
+    qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
     LocNotifier::registerQml(uri);
 }
 

@@ -680,6 +680,89 @@ private slots:
         expectNoWarnings();
     }
 
+    // The group settings with their member menu, the new AI chat sheet, the
+    // people section and another person's profile, in German: named controls,
+    // no warning, none of their own texts left in English.
+    void groupAndPeopleScreensInGerman() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        User bob;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        bob.competence = QStringLiteral("Rust");
+        User agent;
+        agent.id = 3;
+        agent.username = QStringLiteral("Claude");
+        store->users = {*store->me, bob, agent};
+        store->agentId = 3;
+        store->onlineUserIds = {2};
+        store->chats[0].members = {*store->me, bob};
+        store->groupRoles[10] = {{1, GroupRole::owner}, {2, GroupRole::admin}};
+        emit store->usersChanged();
+        model->setLanguage("de");
+        QHash<QString, QString> german;
+        for (const TranslationRow& row : groupsTranslationRows())
+            german.insert(QString::fromUtf8(row.en), QString::fromUtf8(row.de));
+        const auto expectGerman = [&] {
+            QStringList leftInEnglish;
+            walkWindow(window, [&](QQuickItem* item) {
+                if (!item->inherits("QQuickText")) return;
+                const QString text = item->property("text").toString();
+                if (german.contains(text) && german.value(text) != text) leftInEnglish << text;
+            });
+            QVERIFY2(leftInEnglish.isEmpty(), qPrintable(leftInEnglish.join(" | ")));
+        };
+        const auto opened = [&](const char* name) -> QObject* {
+            QObject* sheet = window->findChild<QObject*>(QString::fromLatin1(name));
+            if (!sheet ||
+                !QTest::qWaitFor([&] { return sheet->property("opened").toBool(); }, 2000))
+                return nullptr;
+            return sheet;
+        };
+
+        model->setSection("People");
+        QTRY_VERIFY(find("peopleModule"));
+        QCOMPARE(model->people()->rowCount(), 1); // bob; the agent is listed apart
+        expectNamedControls();
+        expectGerman();
+
+        model->selectChat(10);
+        QTest::qWait(100);
+        QVERIFY(find("groupSettingsButton"));
+        model->openSheet("groupSettings", 10);
+        QObject* settings = opened("groupSettingsSheet");
+        QVERIFY(settings);
+        QCOMPARE(model->groupSettings()->rowCount(), 2);
+        QVERIFY(find("addMembersButton"));
+        QVERIFY(!find("leaveGroupButton")); // the owner stays
+        expectNamedControls();
+        expectGerman();
+        QMetaObject::invokeMethod(settings, "close");
+        QTRY_VERIFY(!settings->property("visible").toBool());
+
+        model->openSheet("newAIChat");
+        QObject* ai = opened("newAIChatSheet");
+        QVERIFY(ai);
+        expectNamedControls();
+        expectGerman();
+        QMetaObject::invokeMethod(ai, "close");
+        QTRY_VERIFY(!ai->property("visible").toBool());
+
+        // The row menu's "Settings" of a direct conversation is the person's profile.
+        ChatSummary direct = chatWith(13, QString());
+        direct.kind = QStringLiteral("direct");
+        direct.title.reset();
+        direct.members = {*store->me, bob};
+        store->upsertChat(direct);
+        model->chatActions()->openSettings(13);
+        QObject* profile = opened("profileSheet");
+        QVERIFY(profile);
+        QCOMPARE(find("profilePresence")->property("text").toString(), L("Online"));
+        expectNamedControls();
+        expectGerman();
+        expectNoWarnings();
+    }
+
     void usageScreenShowsPace() {
         QVERIFY(start(true));
         const auto at = [](int minutes) {
