@@ -26,5 +26,7 @@ struct SysNoteTemplate {
 std::span<const TranslationRow> translationRows();
 // The texts of the agent session views, kept in a table of their own.
 std::span<const TranslationRow> agentViewTranslationRows();
+// The texts of message bubbles and the composer's pictures and files.
+std::span<const TranslationRow> bubbleTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

@@ -49,7 +49,8 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
       m_usage(std::make_unique<UsageViewModel>(store)),
       m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
-      m_agent(std::make_unique<AgentBarsModel>(store)) {
+      m_agent(std::make_unique<AgentBarsModel>(store)),
+      m_transfers(std::make_unique<MediaTransfers>(store)) {
     currentInstance() = this;
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
@@ -114,6 +115,7 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
+    qmlRegisterUncreatableType<MediaTransfers>(uri, 1, 0, "MediaTransfers", owned);
     LocNotifier::registerQml(uri);
 }
 

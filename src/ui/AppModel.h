@@ -13,6 +13,7 @@
 #include "ui/FolderBrowserModel.h"
 #include "ui/InviteViewModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/MediaTransfers.h"
 #include "ui/NewChatViewModel.h"
 #include "ui/RemoteFilesModel.h"
 #include "ui/ServersViewModel.h"
@@ -87,6 +88,8 @@ class AppModel : public QObject {
     Q_PROPERTY(QVariantMap banner READ banner NOTIFY bannerChanged)
     // The open conversation's pinned message: {id, sender, text}, or empty.
     Q_PROPERTY(QVariantMap selectedChatPinned READ selectedChatPinned NOTIFY pinnedChanged)
+    // Saving and opening the files and pictures of messages.
+    Q_PROPERTY(MediaTransfers* transfers READ transfers CONSTANT)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -165,6 +168,7 @@ public:
     UsageViewModel* usage() const { return m_usage.get(); }
     ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
     AgentBarsModel* agent() const { return m_agent.get(); }
+    MediaTransfers* transfers() const { return m_transfers.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -222,4 +226,5 @@ private:
     std::unique_ptr<UsageViewModel> m_usage;
     std::unique_ptr<ClaudeSignInModel> m_claudeSignIn;
     std::unique_ptr<AgentBarsModel> m_agent;
+    std::unique_ptr<MediaTransfers> m_transfers;
 };

@@ -226,14 +226,13 @@ QVariantList ComposerModel::pendingFiles() const {
 
 QString ComposerModel::sendImagesLabel() const {
     if (m_images.size() == 1) return L(QStringLiteral("Send Image"));
-    return L(QStringLiteral("Send ")) + QString::number(m_images.size()) +
-           L(QStringLiteral(" Images"));
+    // One text with the count inside, so a language can put the count where it belongs.
+    return Lf(QStringLiteral("Send %@ Images"), QString::number(m_images.size()));
 }
 
 QString ComposerModel::sendFilesLabel() const {
     if (m_files.size() == 1) return L(QStringLiteral("Send File"));
-    return L(QStringLiteral("Send ")) + QString::number(m_files.size()) +
-           L(QStringLiteral(" Files"));
+    return Lf(QStringLiteral("Send %@ Files"), QString::number(m_files.size()));
 }
 
 void ComposerModel::setImageCaption(const QString& caption) {
