@@ -2,6 +2,7 @@
 
 #include "conversations/ImageEncoding.h"
 #include "conversations/MessageDecor.h"
+#include "shell/LocNotifier.h"
 
 #include <QBuffer>
 #include <QClipboard>
@@ -40,6 +41,9 @@ ComposerModel::ComposerModel(Store* store, QObject* parent) : QObject(parent), m
     connect(store, &Store::uploadsChanged, this, [this](qint64 id) {
         if (id == m_chatId) emit uploadingChanged();
     });
+    // The send button's label is made here, in the language of the moment.
+    connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
+            &ComposerModel::pendingChanged);
     if (QClipboard* board = clipboard())
         connect(board, &QClipboard::dataChanged, this, &ComposerModel::refreshCanPasteImage);
     refreshCanPasteImage();

@@ -627,6 +627,7 @@ private slots:
         big.fill(Qt::darkGreen);
         QVERIFY(big.save(folder.filePath("big.png")));
         QQuickView view;
+        view.setResizeMode(QQuickView::SizeRootObjectToView);
         view.setSource(QUrl("qrc:/qt/qml/Velmarin/conversation/ZoomableImage.qml"));
         QQuickItem* area = view.rootObject();
         QVERIFY(area);
