@@ -18,9 +18,10 @@ ColumnLayout {
         else
             composer.sendPendingFiles()
     }
+    // Above its button: below it the menu would run off the window.
     function openQualityMenu() {
         if (hasImages)
-            qualityMenu.popup(qualityButton, 0, qualityButton.height)
+            qualityMenu.popup(qualityButton, 0, -qualityMenu.implicitHeight - 4)
     }
 
     spacing: Theme.pad
@@ -122,7 +123,7 @@ ColumnLayout {
             visible: pending.hasImages
             text: Loc.l("Quality", Loc.revision)
             symbol: "chevron.down"
-            onClicked: qualityMenu.popup(qualityButton, 0, qualityButton.height)
+            onClicked: pending.openQualityMenu()
             Menu {
                 id: qualityMenu
                 objectName: "qualityMenu"

@@ -501,6 +501,8 @@ private slots:
         expectNoWarnings();
     }
 
+    // Helpers of the cases below, not cases themselves.
+private:
     // The texts on screen, for checks of what a bubble says.
     QStringList visibleTexts() const {
         QStringList texts;
@@ -532,6 +534,7 @@ private slots:
         model->selectChat(11);
     }
 
+private slots:
     void bubblesShowFilesReactionsAndReceipts() {
         QVERIFY(start(true));
         window->resize(1100, 700);
