@@ -147,6 +147,7 @@ Item {
                             maxWidth: view.bubbleMax
                             onJumpTo: id => view.jumpTo(id)
                             onOpenMedia: info => viewer.show(info)
+                            onSaveMedia: (url, name) => saver.ask(url, name)
                             onContextMenu: (x, y) => actions.openFor(rowItem.model, bubbleItem, x, y)
                         }
                     }
@@ -216,6 +217,41 @@ Item {
     }
     MediaViewer {
         id: viewer
+        onSaveRequested: (url, name) => saver.ask(url, name)
+    }
+    // The save dialog, made for each save and gone once answered.
+    Loader {
+        id: saver
+        property string url
+        property string name
+        function ask(mediaUrl, fileName) {
+            url = mediaUrl
+            name = fileName
+            active = false
+            active = true
+        }
+        active: false
+        sourceComponent: SaveMediaDialog {
+            onAccepted: Qt.callLater(() => saver.active = false)
+            onRejected: Qt.callLater(() => saver.active = false)
+            Component.onCompleted: ask(saver.url, saver.name)
+        }
+    }
+    // Ways in for the screenshot script: the newest picture zoomed, the
+    // newest file saving to the downloads folder, the quality menu.
+    Connections {
+        target: AppModel
+        function onSheetRequested(name, chatId) {
+            if (name === "picture" && view.timeline.newestPicture().url) {
+                viewer.show(view.timeline.newestPicture())
+                Qt.callLater(() => viewer.zoomTo(2.5))
+            } else if (name === "saveFile" && view.timeline.newestFile().url) {
+                const file = view.timeline.newestFile()
+                AppModel.transfers.save(file.url, AppModel.transfers.suggestedTarget(file.name))
+            } else if (name === "quality") {
+                composer.openQualityMenu()
+            }
+        }
     }
 
     // Coming back to the window with the conversation on screen reads it.

@@ -97,7 +97,7 @@ void Store::notifyUserJoined(const User& user) {
     SystemNotification n;
     n.identifier = QStringLiteral("join-%1").arg(user.id);
     n.title = L(QStringLiteral("New contact"));
-    n.body = user.username + QStringLiteral(" joined Velmarin");
+    n.body = user.username + u' ' + L(QStringLiteral("joined Velmarin"));
     n.sound = true;
     notifier().post(n);
 }

@@ -46,7 +46,7 @@ const QHash<QString, Translated>& table() {
         QHash<QString, Translated> h;
         for (const auto rows :
              {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
-              groupsTranslationRows()})
+              groupsTranslationRows(), bubbleTranslationRows()})
             for (const auto& row : rows)
                 h.insert(QString::fromUtf8(row.en),
                          {fromTable(row.de), fromTable(row.fr), fromTable(row.es)});

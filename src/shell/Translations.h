@@ -30,5 +30,7 @@ std::span<const TranslationRow> agentViewTranslationRows();
 std::span<const TranslationRow> joinTranslationRows();
 // The texts of groups, people and profiles.
 std::span<const TranslationRow> groupsTranslationRows();
+// The texts of message bubbles and the composer's pictures and files.
+std::span<const TranslationRow> bubbleTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

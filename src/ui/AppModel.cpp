@@ -53,7 +53,8 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_join(std::make_unique<JoinViewModel>(store)),
       m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
       m_people(std::make_unique<PeopleModel>(store)),
-      m_userProfile(std::make_unique<UserProfileModel>(store)) {
+      m_userProfile(std::make_unique<UserProfileModel>(store)),
+      m_transfers(std::make_unique<MediaTransfers>(store)) {
     currentInstance() = this;
     m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
@@ -123,6 +124,7 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<GroupSettingsModel>(uri, 1, 0, "GroupSettingsModel", owned);
     qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
     qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
+    qmlRegisterUncreatableType<MediaTransfers>(uri, 1, 0, "MediaTransfers", owned);
     LocNotifier::registerQml(uri);
 }
 

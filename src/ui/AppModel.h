@@ -15,6 +15,7 @@
 #include "ui/InviteViewModel.h"
 #include "ui/JoinViewModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/MediaTransfers.h"
 #include "ui/NewChatViewModel.h"
 #include "ui/PeopleModel.h"
 #include "ui/RemoteFilesModel.h"
@@ -97,6 +98,8 @@ class AppModel : public QObject {
     Q_PROPERTY(GroupSettingsModel* groupSettings READ groupSettings CONSTANT)
     Q_PROPERTY(PeopleModel* people READ people CONSTANT)
     Q_PROPERTY(UserProfileModel* userProfile READ userProfile CONSTANT)
+    // Saving and opening the files and pictures of messages.
+    Q_PROPERTY(MediaTransfers* transfers READ transfers CONSTANT)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -176,6 +179,7 @@ public:
     ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
     AgentBarsModel* agent() const { return m_agent.get(); }
     JoinViewModel* join() const { return m_join.get(); }
+    MediaTransfers* transfers() const { return m_transfers.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -240,4 +244,5 @@ private:
     std::unique_ptr<GroupSettingsModel> m_groupSettings;
     std::unique_ptr<PeopleModel> m_people;
     std::unique_ptr<UserProfileModel> m_userProfile;
+    std::unique_ptr<MediaTransfers> m_transfers;
 };

@@ -22,7 +22,8 @@ QString u8(const char* text) {
 QList<TranslationRow> allRows() {
     QList<TranslationRow> rows;
     for (const auto table :
-         {translationRows(), agentViewTranslationRows(), groupsTranslationRows()})
+         {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
+          groupsTranslationRows(), bubbleTranslationRows()})
         rows.append(QList<TranslationRow>(table.begin(), table.end()));
     return rows;
 }
