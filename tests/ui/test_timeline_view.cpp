@@ -178,6 +178,8 @@ private slots:
         QCOMPARE(model->banner().value("text").toString(),
                  QStringLiteral("run make check and ship"));
         QTRY_VERIFY(find("inAppBanner") != nullptr);
+        // It goes by itself after a few seconds.
+        QTRY_VERIFY_WITH_TIMEOUT(model->banner().isEmpty(), 10000);
     }
 };
 
