@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr qint64 readBufferBytes = 256 * 1024;
+
 int httpStatus(const QNetworkReply* reply) {
     return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
@@ -38,6 +40,8 @@ QCoro::Task<qint64> downloadTo(QUrl url, QIODevice& sink, DownloadProgress progr
     PinningDelegate::prepare(request);
     QNetworkReply* reply = Api::session().get(request);
     PinningDelegate::attach(reply);
+    // A large file streams through a bounded buffer, and its progress moves in steps.
+    reply->setReadBufferSize(readBufferBytes);
     const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> owner(
         reply, [](QNetworkReply* r) { r->deleteLater(); });
 

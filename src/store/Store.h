@@ -129,6 +129,7 @@ public:
     QList<TranscriptionEngine> selectableEngines() const;
     int badgeCount() const { return m_badgeCount; }
     bool hostPollRunning() const { return m_hostPollStarted; }
+    bool resyncRunning() const { return m_resyncRunning; }
 
     // MARK: Ids and routing across servers
     struct Route {

@@ -22,7 +22,8 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
     const QString registered = Store::keyRegisteredKey(QUrl(server.httpUrl()));
     const bool settled = QTest::qWaitFor(
         [&] {
-            return store->wsConnected && store->didBootstrap &&
+            // The key registration replaces the socket, whose first pong resyncs once more.
+            return store->wsConnected && store->didBootstrap && !store->resyncRunning() &&
                    Prefs::shared().boolean(registered).value_or(false);
         },
         15000);
