@@ -2,7 +2,7 @@
 
 // A direct conversation between "me" and the agent, held in a Store on its own
 // preferences file: the setting both agent benches time their work in.
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 
 #include <QTemporaryDir>

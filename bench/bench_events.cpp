@@ -2,7 +2,7 @@
 // messages, against the raw JSON parse of the same frames.
 // Target: handleEvent throughput at least half the raw parse throughput.
 #include "BenchRatio.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 
 #include <QCoreApplication>

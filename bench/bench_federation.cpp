@@ -1,8 +1,8 @@
 // Merging an extra server's bootstrap of 2,000 conversations into a list of
 // 2,000 primary conversations, against the raw JSON parse of the same bytes.
 #include "BenchRatio.h"
+#include "core/Prefs.h"
 #include "model/Models.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 
 #include <QCoreApplication>

@@ -9,7 +9,7 @@
 #include "BenchRatio.h"
 #include "agent/MarkerConfig.h"
 #include "conversations/TimelineRows.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 #include "ui/ChatListModel.h"
 #include "ui/TimelineModel.h"

@@ -2,9 +2,11 @@
 // hosts and accounts, the sign-in flows over the control channel, and moving
 // a conversation to another account, across hosts if need be.
 
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
-#include "store/PrefsMaps.h"
+#include "core/Localisation.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "core/PrefsMaps.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonArray>
@@ -47,23 +49,23 @@ QString blanksTrimmed(const QString& text) {
 void Store::setServerClaudeEmail(const QHash<int, QString>& emails) {
     if (m_serverClaudeEmail == emails) return;
     m_serverClaudeEmail = emails;
-    prefsmaps::writeIntMap(QStringLiteral("serverClaudeEmail"), emails);
+    prefsmaps::writeIntMap(PrefKey::serverClaudeEmail, emails);
     emit accountsChanged();
 }
 
 void Store::setServerClaudeUsage(const QHash<int, ClaudeUsage>& usage) {
     if (m_serverClaudeUsage == usage) return;
     m_serverClaudeUsage = usage;
-    prefsmaps::writeIntMap(QStringLiteral("serverClaudeUsage"), usage);
+    prefsmaps::writeIntMap(PrefKey::serverClaudeUsage, usage);
     emit accountsChanged();
 }
 
 void Store::loadServerClaudeEmail() {
-    m_serverClaudeEmail = prefsmaps::readIntMap<QString>(QStringLiteral("serverClaudeEmail"));
+    m_serverClaudeEmail = prefsmaps::readIntMap<QString>(PrefKey::serverClaudeEmail);
 }
 
 void Store::loadServerClaudeUsage() {
-    m_serverClaudeUsage = prefsmaps::readIntMap<ClaudeUsage>(QStringLiteral("serverClaudeUsage"));
+    m_serverClaudeUsage = prefsmaps::readIntMap<ClaudeUsage>(PrefKey::serverClaudeUsage);
 }
 
 // MARK: Sign-in on a host
@@ -255,7 +257,8 @@ QCoro::Task<> Store::realignTailnetAccount() {
         const Api anonymous(primary->base, std::nullopt);
         auto call = anonymous.login(QString());
         reply = co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcAgent) << "the private network did not name this caller:" << e.what();
         co_return;
     }
     if (!self || reply.user.id == myId) co_return;

@@ -3,11 +3,13 @@
 // one notification once the work is really over.
 
 #include "agent/Builds.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
 
-#include "agent/AgentTypes.h"
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
-#include "store/PrefsMaps.h"
+#include "core/Localisation.h"
+#include "core/PrefsMaps.h"
+#include "model/AgentTypes.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 namespace {
@@ -140,7 +142,9 @@ void Store::startBuildPolling() {
                     // A logout or another login meanwhile makes this reply stale.
                     if (self->token != startToken) break;
                     self->syncBuilds(reply.builds, server);
-                } catch (const std::exception&) {
+                } catch (const std::exception& e) {
+                    qCDebug(lcAgent)
+                        << "builds poll failed; the next poll tries again:" << e.what();
                     if (!self) co_return;
                 }
             }
@@ -311,36 +315,35 @@ void Store::notifyDeployReadyIfNeeded(qint64 chatId) {
 // MARK: Persistence
 
 void Store::loadSeenDeploy() {
-    seenDeploy = prefsmaps::readIdMap<qint64>(QStringLiteral("ccSeenDeploy"));
+    seenDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenDeploy);
 }
 
 void Store::saveSeenDeploy() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccSeenDeploy"), seenDeploy);
+    prefsmaps::writeIdMap(PrefKey::ccSeenDeploy, seenDeploy);
 }
 
 void Store::loadNotifiedDeploy() {
-    notifiedDeploy = prefsmaps::readIdMap<qint64>(QStringLiteral("ccNotifiedDeploy"));
+    notifiedDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccNotifiedDeploy);
 }
 
 void Store::saveNotifiedDeploy() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccNotifiedDeploy"), notifiedDeploy);
+    prefsmaps::writeIdMap(PrefKey::ccNotifiedDeploy, notifiedDeploy);
 }
 
 void Store::loadGlobalDeploy() {
-    lastGlobalDeploy = Prefs::shared().readJson<DeployTarget>(QStringLiteral("ccGlobalDeploy"));
-    lastGlobalDeployId = Prefs::shared().value(QStringLiteral("ccGlobalDeployId")).toLongLong();
+    lastGlobalDeploy = Prefs::shared().readJson<DeployTarget>(PrefKey::ccGlobalDeploy);
+    lastGlobalDeployId = Prefs::shared().value(PrefKey::ccGlobalDeployId).toLongLong();
 }
 
 void Store::saveGlobalDeploy() const {
-    if (lastGlobalDeploy)
-        Prefs::shared().writeJson(QStringLiteral("ccGlobalDeploy"), *lastGlobalDeploy);
-    Prefs::shared().setValue(QStringLiteral("ccGlobalDeployId"), lastGlobalDeployId);
+    if (lastGlobalDeploy) Prefs::shared().writeJson(PrefKey::ccGlobalDeploy, *lastGlobalDeploy);
+    Prefs::shared().setValue(PrefKey::ccGlobalDeployId, lastGlobalDeployId);
 }
 
 void Store::loadDeployByChat() {
-    deployByChat = prefsmaps::readIdMap<CCDeployRecord>(QStringLiteral("ccDeployByChat"));
+    deployByChat = prefsmaps::readIdMap<CCDeployRecord>(PrefKey::ccDeployByChat);
 }
 
 void Store::saveDeployByChat() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccDeployByChat"), deployByChat);
+    prefsmaps::writeIdMap(PrefKey::ccDeployByChat, deployByChat);
 }

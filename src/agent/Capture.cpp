@@ -4,7 +4,9 @@
 
 #include "agent/Markers.h"
 #include "agent/Persist.h"
-#include "store/IDCodec.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <limits>
@@ -146,7 +148,8 @@ QCoro::Task<> Store::captureServerOS() {
     try {
         auto call = primary->serverIdentity();
         identity = co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcAgent) << "server identity unavailable; the platform stays unknown:" << e.what();
         co_return;
     }
     if (!self || !identity.platform || identity.platform->isEmpty()) co_return;
@@ -161,41 +164,41 @@ QCoro::Task<> Store::captureServerOS() {
 // MARK: Persistence
 
 void Store::loadCCSeenHighWater() {
-    ccSeenHighWater = prefsmaps::readIdMap<qint64>(QStringLiteral("ccSeenHighWater"));
+    ccSeenHighWater = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenHighWater);
 }
 
 void Store::saveCCSeenHighWater() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccSeenHighWater"), ccSeenHighWater);
+    prefsmaps::writeIdMap(PrefKey::ccSeenHighWater, ccSeenHighWater);
 }
 
 void Store::loadCCProcessedIds() {
-    ccProcessedIds = agentprefs::readIdSetMap(QStringLiteral("ccProcessedIds"));
+    ccProcessedIds = agentprefs::readIdSetMap(PrefKey::ccProcessedIds);
 }
 
 void Store::saveCCProcessedIds() const {
-    agentprefs::writeIdSetMap(QStringLiteral("ccProcessedIds"), ccProcessedIds);
+    agentprefs::writeIdSetMap(PrefKey::ccProcessedIds, ccProcessedIds);
 }
 
 void Store::loadCCChromeUsed() {
-    ccChromeUsedChats = prefsmaps::readIdMap<bool>(QStringLiteral("ccChromeUsedChats"));
+    ccChromeUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccChromeUsedChats);
 }
 
 void Store::saveCCChromeUsed() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccChromeUsedChats"), ccChromeUsedChats);
+    prefsmaps::writeIdMap(PrefKey::ccChromeUsedChats, ccChromeUsedChats);
 }
 
 void Store::loadCCScreenshotUsed() {
-    ccScreenshotUsedChats = prefsmaps::readIdMap<bool>(QStringLiteral("ccScreenshotUsedChats"));
+    ccScreenshotUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccScreenshotUsedChats);
 }
 
 void Store::saveCCScreenshotUsed() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccScreenshotUsedChats"), ccScreenshotUsedChats);
+    prefsmaps::writeIdMap(PrefKey::ccScreenshotUsedChats, ccScreenshotUsedChats);
 }
 
 void Store::loadServerPlatform() {
-    m_serverPlatform = prefsmaps::readIntMap<QString>(QStringLiteral("serverPlatform"));
+    m_serverPlatform = prefsmaps::readIntMap<QString>(PrefKey::serverPlatform);
 }
 
 void Store::loadServerOS() {
-    m_serverOS = prefsmaps::readIntMap<QString>(QStringLiteral("serverOSByServer"));
+    m_serverOS = prefsmaps::readIntMap<QString>(PrefKey::serverOSByServer);
 }

@@ -3,9 +3,10 @@
 // next turn with a digest of recent messages.
 
 #include "agent/Context.h"
+#include "core/PrefKeys.h"
 
-#include "agent/AgentTypes.h"
-#include "store/PrefsMaps.h"
+#include "core/PrefsMaps.h"
+#include "model/AgentTypes.h"
 #include "store/Store.h"
 
 #include <QJsonObject>
@@ -161,17 +162,17 @@ QString Store::recentDigest(qint64 chatId, int limit) const {
 // MARK: Persistence
 
 void Store::loadCCContext() {
-    ccContextStats = prefsmaps::readIdMap<CCContextStat>(QStringLiteral("ccContextStats"));
+    ccContextStats = prefsmaps::readIdMap<CCContextStat>(PrefKey::ccContextStats);
 }
 
 void Store::saveCCContext() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccContextStats"), ccContextStats);
+    prefsmaps::writeIdMap(PrefKey::ccContextStats, ccContextStats);
 }
 
 void Store::loadCCContextFloor() {
-    ccContextFloor = prefsmaps::readIdMap<qint64>(QStringLiteral("ccContextFloor"));
+    ccContextFloor = prefsmaps::readIdMap<qint64>(PrefKey::ccContextFloor);
 }
 
 void Store::saveCCContextFloor() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccContextFloor"), ccContextFloor);
+    prefsmaps::writeIdMap(PrefKey::ccContextFloor, ccContextFloor);
 }

@@ -3,7 +3,7 @@
 // another one, found by polling that conversation's newest messages.
 
 #include "agent/Markers.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>

@@ -3,7 +3,7 @@
 // Pure helpers of the remote file views: byte counts, icons, entry paths and
 // the plan of a chunked write.
 
-#include "agent/AgentTypes.h"
+#include "model/AgentTypes.h"
 
 #include <QJsonObject>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "agent/Markers.h"
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 
 #include <QJsonDocument>
 #include <QUrl>

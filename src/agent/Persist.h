@@ -4,8 +4,8 @@
 // and enumerations stored by their raw text. A value that does not read is
 // dropped, the rest of the map stays.
 
+#include "core/PrefsMaps.h"
 #include "model/Config.h"
-#include "store/PrefsMaps.h"
 
 #include <QSet>
 #include <algorithm>

@@ -4,6 +4,7 @@
 // the authority until the host has it; after that, the host is.
 
 #include "agent/Preferences.h"
+#include "core/PrefKeys.h"
 
 #include "agent/Persist.h"
 #include "store/Store.h"
@@ -340,71 +341,70 @@ QColor effortTint(CCEffort effort) {
 // MARK: Persistence
 
 void Store::loadCCPermissions() {
-    ccPermissions = agentprefs::readRawMap<CCPermission>(QStringLiteral("ccPermissions"),
-                                                         Config::permissionFromRaw);
+    ccPermissions =
+        agentprefs::readRawMap<CCPermission>(PrefKey::ccPermissions, Config::permissionFromRaw);
 }
 
 void Store::saveCCPermissions() const {
-    agentprefs::writeRawMap(QStringLiteral("ccPermissions"), ccPermissions);
+    agentprefs::writeRawMap(PrefKey::ccPermissions, ccPermissions);
 }
 
 void Store::loadCCEfforts() {
-    ccEfforts =
-        agentprefs::readRawMap<CCEffort>(QStringLiteral("ccEfforts"), Config::effortFromRaw);
+    ccEfforts = agentprefs::readRawMap<CCEffort>(PrefKey::ccEfforts, Config::effortFromRaw);
 }
 
 void Store::saveCCEfforts() const {
-    agentprefs::writeRawMap(QStringLiteral("ccEfforts"), ccEfforts);
+    agentprefs::writeRawMap(PrefKey::ccEfforts, ccEfforts);
 }
 
 void Store::loadCCModelChoice() {
-    ccModelChoices = prefsmaps::readIdMap<QString>(QStringLiteral("ccModelChoice"));
+    ccModelChoices = prefsmaps::readIdMap<QString>(PrefKey::ccModelChoice);
 }
 
 void Store::saveCCModelChoice() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccModelChoice"), ccModelChoices);
+    prefsmaps::writeIdMap(PrefKey::ccModelChoice, ccModelChoices);
 }
 
 void Store::loadCCModels() {
-    ccModels = prefsmaps::readIdMap<QString>(QStringLiteral("ccModels"));
+    ccModels = prefsmaps::readIdMap<QString>(PrefKey::ccModels);
 }
 
 void Store::saveCCModels() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccModels"), ccModels);
+    prefsmaps::writeIdMap(PrefKey::ccModels, ccModels);
 }
 
 void Store::loadCCChrome() {
-    ccChrome = prefsmaps::readIdMap<bool>(QStringLiteral("ccChrome"));
+    ccChrome = prefsmaps::readIdMap<bool>(PrefKey::ccChrome);
 }
 
 void Store::saveCCChrome() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccChrome"), ccChrome);
+    prefsmaps::writeIdMap(PrefKey::ccChrome, ccChrome);
 }
 
 void Store::loadPendingPrefSync() {
-    const auto ids = Prefs::shared().readJson<QList<qint64>>(QStringLiteral("ccPendingPrefSync"));
+    const auto ids = Prefs::shared().readJson<QList<qint64>>(PrefKey::ccPendingPrefSync);
     pendingPrefSync = ids ? QSet<qint64>(ids->begin(), ids->end()) : QSet<qint64>{};
 }
 
 void Store::savePendingPrefSync() const {
     QList<qint64> ids(pendingPrefSync.begin(), pendingPrefSync.end());
     std::sort(ids.begin(), ids.end());
-    Prefs::shared().writeJson(QStringLiteral("ccPendingPrefSync"), ids);
+    Prefs::shared().writeJson(PrefKey::ccPendingPrefSync, ids);
 }
 
 void Store::loadCCReportedEfforts() {
-    ccReportedEfforts = agentprefs::readRawMap<CCEffort>(QStringLiteral("ccReportedEfforts"),
-                                                         Config::effortFromRaw);
+    ccReportedEfforts =
+        agentprefs::readRawMap<CCEffort>(PrefKey::ccReportedEfforts, Config::effortFromRaw);
 }
 
 void Store::saveCCReportedEfforts() const {
-    agentprefs::writeRawMap(QStringLiteral("ccReportedEfforts"), ccReportedEfforts);
+    agentprefs::writeRawMap(PrefKey::ccReportedEfforts, ccReportedEfforts);
 }
 
 void Store::loadCCWorkdirs() {
-    ccWorkdirs = prefsmaps::readIdMap<QString>(QStringLiteral("ccWorkdirs"));
+    ccWorkdirs = prefsmaps::readIdMap<QString>(PrefKey::ccWorkdirs);
 }
 
 void Store::saveCCWorkdirs() const {
-    prefsmaps::writeIdMap(QStringLiteral("ccWorkdirs"), ccWorkdirs);
+    prefsmaps::writeIdMap(PrefKey::ccWorkdirs, ccWorkdirs);
 }

@@ -7,7 +7,7 @@
 #include "agent/Status.h"
 
 #include "agent/Markers.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 #include <limits>

@@ -2,7 +2,7 @@
 
 // Pure texts of the session status: the status bar line and the queue bar.
 
-#include "agent/AgentTypes.h"
+#include "model/AgentTypes.h"
 
 #include <QString>
 #include <QStringView>

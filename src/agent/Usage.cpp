@@ -3,9 +3,11 @@
 // figures are kept for cold starts.
 
 #include "agent/Usage.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
 
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QLocale>
@@ -87,7 +89,9 @@ QCoro::Task<> Store::refreshClaudeUsage() {
         try {
             auto call = primary->claudeHostStatus();
             record = co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcAgent) << "host status unavailable; usage keeps its cached value:"
+                             << e.what();
         }
         if (!self) co_return;
     }
@@ -115,7 +119,8 @@ QCoro::Task<> Store::refreshClaudeUsage() {
         try {
             auto call = serverApi->claudeHostStatus();
             extra = co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcAgent) << "an extra server's host status is unavailable:" << e.what();
         }
         if (!self) co_return;
         if (extra) {
@@ -178,7 +183,7 @@ void Store::applyExtraHostRecord(int server, const ClaudeHost& host) {
 
 void Store::loadCachedUsage() {
     // The usage screen is never empty after a restart.
-    m_claudeUsage = Prefs::shared().readJson<ClaudeUsage>(QStringLiteral("claudeUsageCache"));
-    const auto name = Prefs::shared().string(QStringLiteral("claudeHostName"));
+    m_claudeUsage = Prefs::shared().readJson<ClaudeUsage>(PrefKey::claudeUsageCache);
+    const auto name = Prefs::shared().string(PrefKey::claudeHostName);
     m_claudeHostName = name && !name->isEmpty() ? name : std::nullopt;
 }

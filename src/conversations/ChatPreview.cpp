@@ -2,7 +2,7 @@
 
 #include "conversations/InlineMarkdown.h"
 #include "conversations/WebLinks.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 
 QString previewBody(const Message& m) {
     if (m.isCCControl() || m.isCCWorking()) return {};

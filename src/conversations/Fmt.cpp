@@ -1,6 +1,6 @@
 #include "conversations/Fmt.h"
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -2,7 +2,7 @@
 // conversations, groups and their members and roles, renaming, deleting, the
 // agent's and the saved-messages conversation.
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QHash>

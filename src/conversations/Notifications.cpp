@@ -3,7 +3,8 @@
 
 #include "conversations/ChatPreview.h"
 #include "conversations/FreedesktopNotifier.h"
-#include "store/Prefs.h"
+#include "core/PrefKeys.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 
 #include <QRandomGenerator>
@@ -122,7 +123,7 @@ void Store::setInAppBanner(std::optional<InAppBanner> banner) {
 // MARK: Preferences and muting
 
 void Store::persistNotifPrefs() {
-    Prefs::shared().writeJson(QStringLiteral("notifPrefs"), notifPrefs);
+    Prefs::shared().writeJson(PrefKey::notifPrefs, notifPrefs);
 }
 
 QCoro::Task<> Store::setNotifPrefs(NotifPrefs prefs) {
@@ -138,6 +139,7 @@ QCoro::Task<> Store::setNotifPrefs(NotifPrefs prefs) {
         auto call = primary->setNotifPrefs(prefs, pushToken);
         co_await call;
     } catch (const std::exception&) {
+        // A refusal leaves the local value in force, as said above.
     }
 }
 

@@ -2,7 +2,7 @@
 // typing signal this client sends.
 
 #include "conversations/Fmt.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>

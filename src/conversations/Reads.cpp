@@ -1,7 +1,7 @@
 // What the person has read, told to the server once per message, and the
 // unread count the badge shows.
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>

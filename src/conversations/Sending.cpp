@@ -4,7 +4,8 @@
 
 #include "agent/MarkerConfig.h"
 #include "conversations/SpeechLanguage.h"
-#include "store/IDCodec.h"
+#include "core/Logging.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QFile>
@@ -252,7 +253,9 @@ QCoro::Task<QString> Store::transcribeAudio(QByteArray data) {
     try {
         auto call = primary->transcribe(data);
         co_return co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcConversations) << "transcription failed; the voice message goes without text:"
+                                 << e.what();
         co_return QString();
     }
 }

@@ -3,8 +3,10 @@
 // list. Agent sessions fill conversations with hidden traffic, so most rules
 // here separate what a person sees from what merely travels.
 
-#include "store/IDCodec.h"
-#include "store/PrefsMaps.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "core/PrefsMaps.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QTimer>
@@ -143,7 +145,9 @@ QCoro::Task<> Store::prefetchHistories() {
         try {
             auto call = primary->messages(chatId, std::nullopt, pageSize);
             page = co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcConversations)
+                << "prefetch of a conversation failed; it loads when opened:" << e.what();
             if (!self) co_return;
             continue;
         }
@@ -378,11 +382,11 @@ void Store::storeUserActivity() {
 void Store::flushUserActivity() {
     if (!m_userActivitySavePending) return;
     m_userActivitySavePending = false;
-    prefsmaps::writeIdMap(QStringLiteral("userActivity"), userActivity);
+    prefsmaps::writeIdMap(PrefKey::userActivity, userActivity);
 }
 
 void Store::loadUserActivity() {
-    userActivity = prefsmaps::readIdMap<qint64>(QStringLiteral("userActivity"));
+    userActivity = prefsmaps::readIdMap<qint64>(PrefKey::userActivity);
 }
 
 void Store::resolveBuriedUserActivity(const ChatSummary& c) {
@@ -401,7 +405,9 @@ void Store::resolveBuriedUserActivity(const ChatSummary& c) {
         try {
             auto call = r->api.messages(r->real, std::nullopt, pageSize);
             page = co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcConversations)
+                << "refresh of a conversation failed; it keeps what it shows:" << e.what();
             co_return;
         }
         if (!self) co_return;

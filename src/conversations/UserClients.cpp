@@ -1,6 +1,6 @@
 #include "conversations/UserClients.h"
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 QCoro::Task<std::optional<UserClient>> fetchUserClient(QPointer<Store> store, qint64 userId) {

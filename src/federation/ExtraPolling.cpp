@@ -2,7 +2,8 @@
 // conversation's newest page, the typing state of the others, a full
 // bootstrap now and then, and a burst of refreshes right after a send.
 
-#include "store/IDCodec.h"
+#include "core/Logging.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 namespace {
@@ -51,7 +52,9 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
         try {
             auto call = r->api.messages(r->real, std::nullopt, pageSize);
             page = co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcFederation) << "page of an extra server failed; the next poll tries again:"
+                                  << e.what();
             co_return;
         }
         if (!self || !route(chatId)) co_return;

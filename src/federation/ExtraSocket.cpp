@@ -2,9 +2,9 @@
 // other. A socket is current only while it is the one in `extraWS[server]`;
 // callbacks of a replaced or closed socket end quietly.
 
+#include "model/IDCodec.h"
 #include "net/Pinning.h"
 #include "net/StrictUtf8.h"
-#include "store/IDCodec.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>

@@ -2,13 +2,14 @@
 // or hand out an invite.
 
 #include "federation/Pairing.h"
+#include "core/PrefKeys.h"
 
+#include "core/Prefs.h"
 #include "model/Errors.h"
+#include "model/IDCodec.h"
 #include "model/Json.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>
@@ -54,6 +55,7 @@ std::optional<PairingPayload> PairingPayload::parse(const QString& text) {
     try {
         return fromJson(doc.object());
     } catch (const std::exception&) {
+        // Not a pairing payload: the caller tries the other forms.
         return std::nullopt;
     }
 }
@@ -116,7 +118,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
     PinRegistry::shared().setPin(reply.fingerprint, PinRegistry::hostPort(*target));
     Prefs::shared().setValue(keyRegisteredKey(*target), true);
     serverURLString = target->toString();
-    Prefs::shared().setValue(QStringLiteral("primaryBaseURL"), serverURLString);
+    Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
     auto adopt = adoptLogin(LoginResponse{reply.token, reply.user});
     co_await adopt;
 }
@@ -161,7 +163,7 @@ QCoro::Task<bool> Store::addServerPaired(QString input, QString urlField, QStrin
     auto tokens = serverTokens();
     tokens.insert(profile.serverId, reply.token);
     setServerTokens(tokens);
-    Prefs::shared().setValue(QStringLiteral("deviceKeyRegistered:") + base->toString(), true);
+    Prefs::shared().setValue(keyRegisteredKey(*base), true);
     setExtraServers(extraServers() + QList<ServerProfile>{profile});
     auto call = connectServer(profile);
     co_await call;
@@ -216,11 +218,11 @@ void Store::openInviteLink(const QUrl& url) {
     }
     // Off to that server as a guest: the login screen takes it from here.
     serverURLString = target;
-    Prefs::shared().setValue(QStringLiteral("guestServerURL"), target);
+    Prefs::shared().setValue(PrefKey::guestServerURL, target);
     token.reset();
     me.reset();
-    Prefs::shared().remove(QStringLiteral("token"));
-    Prefs::shared().remove(QStringLiteral("me"));
+    Prefs::shared().remove(PrefKey::token);
+    Prefs::shared().remove(PrefKey::me);
     setLastError(std::nullopt);
     emit sessionChanged();
 }

@@ -1,19 +1,19 @@
 // Extra servers: how a profile comes to exist, is stored, connected with a
 // chain of sign-in fallbacks, merged into the one list, and removed.
 
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "core/Prefs.h"
+#include "core/PrefsMaps.h"
+#include "model/IDCodec.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
-#include "store/PrefsMaps.h"
 #include "store/Store.h"
 
 #include <QUuid>
 #include <qcoro/qcorosignal.h>
 
 namespace {
-const QString kExtraServers = QStringLiteral("extraServers");
-const QString kServerTokens = QStringLiteral("serverTokens");
 const QString kFallbackLoginName = QStringLiteral("Ilvar");
 
 // The person's name on the other server, or the fixed fallback before any session.
@@ -73,15 +73,15 @@ void Store::setServerTokens(const QHash<int, QString>& tokens) {
 }
 
 void Store::persistExtraServers() {
-    Prefs::shared().writeJson(kExtraServers, m_extraServers);
-    prefsmaps::writeIntMap(kServerTokens, m_serverTokens);
+    Prefs::shared().writeJson(PrefKey::extraServers, m_extraServers);
+    prefsmaps::writeIntMap(PrefKey::serverTokens, m_serverTokens);
 }
 
 void Store::loadExtraServers() {
     m_extraServers = Prefs::shared()
-                         .readJson<QList<ServerProfile>>(kExtraServers)
+                         .readJson<QList<ServerProfile>>(PrefKey::extraServers)
                          .value_or(QList<ServerProfile>{});
-    m_serverTokens = prefsmaps::readIntMap<QString>(kServerTokens);
+    m_serverTokens = prefsmaps::readIntMap<QString>(PrefKey::serverTokens);
     // An address that can never move onto TLS has no certificate to pin. A
     // plain http address keeps its pin: the pin is what moves it onto TLS.
     for (const ServerProfile& profile : std::as_const(m_extraServers)) {
@@ -515,7 +515,9 @@ void Store::removeServer(ServerProfile profile) {
         try {
             auto call = a.unregisterLinkedServer(url);
             co_await call;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcFederation)
+                << "unlinking on the primary failed; it forgets the link on its own:" << e.what();
         }
     }(*primary, removedBase->toString());
 }
@@ -532,7 +534,9 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
     try {
         auto call = pinnedApi(*base, std::nullopt).serverIdentity();
         identity = co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcFederation) << "extra server did not say who it is; connecting later:"
+                              << e.what();
         co_return;
     }
     if (!self) co_return;
@@ -554,8 +558,8 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
             connectExtraWSIfNeeded(server);
         }
     }
-    const QString registered = QStringLiteral("deviceKeyRegistered:") + base->toString();
-    if (Prefs::shared().boolean(registered).value_or(false)) co_return;
+    const QString registered = keyRegisteredKey(*base);
+    if (keyRegistered(*base)) co_return;
     co_await DeviceKey::load();
     if (!self) co_return;
     const auto pubkey = DeviceKey::publicKeyB64();
@@ -569,7 +573,9 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
         tokens.insert(server, reply.token);
         setServerTokens(tokens);
         Prefs::shared().setValue(registered, true);
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcFederation) << "key registration on an extra server failed; retried next connect:"
+                              << e.what();
     }
 }
 

@@ -178,6 +178,7 @@ std::optional<T> tryDecode(const QByteArray& bytes) {
     try {
         return decode<T>(bytes);
     } catch (const DecodeError&) {
+        // Callers that can do without the value asked for exactly this.
         return std::nullopt;
     }
 }

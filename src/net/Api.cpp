@@ -171,6 +171,7 @@ QByteArray decodeResponse(int status, const QByteArray& body) {
         const auto map = json::decode<QMap<QString, QString>>(body);
         message = map.value(QStringLiteral("error"));
     } catch (const DecodeError&) {
+        // No readable message: the status alone describes the failure below.
     }
     throw ApiError(message.isEmpty() ? QStringLiteral("HTTP %1").arg(status) : message);
 }

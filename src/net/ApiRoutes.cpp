@@ -1,6 +1,7 @@
 // Every REST route of a server, one thin coroutine each.
 
 #include "BuildSettings.h"
+#include "core/Logging.h"
 #include "net/Api.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
@@ -135,7 +136,8 @@ template <typename T>
 QCoro::Task<> dropFailure(QCoro::Task<T> call) {
     try {
         co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcNet) << "a call whose result nobody waits for failed:" << e.what();
     }
 }
 
@@ -144,6 +146,7 @@ QCoro::Task<QList<TypingUser>> fetchTypingFlow(QCoro::Task<TypingResponse> call)
         auto reply = co_await call;
         co_return std::move(reply.typing);
     } catch (const std::exception&) {
+        // Typing is a hint: no answer means nobody is typing.
         co_return QList<TypingUser>{};
     }
 }

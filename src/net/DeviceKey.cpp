@@ -1,4 +1,5 @@
 #include "net/DeviceKey.h"
+#include "core/Logging.h"
 
 #include <QDir>
 #include <QFile>
@@ -6,8 +7,8 @@
 #include <memory>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
-#include <qt6keychain/keychain.h>
 #include <qcoro/qcorosignal.h>
+#include <qt6keychain/keychain.h>
 
 namespace DeviceKey {
 
@@ -38,7 +39,9 @@ QString filePath() {
     return state().filePath.isEmpty() ? defaultFilePath() : state().filePath;
 }
 
-PKey generate() { return PKey(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), &EVP_PKEY_free); }
+PKey generate() {
+    return PKey(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), &EVP_PKEY_free);
+}
 
 PKey fromDer(const QByteArray& der) {
     const auto* cursor = reinterpret_cast<const unsigned char*>(der.constData());
@@ -93,7 +96,8 @@ QCoro::Task<KeychainResult> readKeychain() {
     job->setAutoDelete(false);
     job->setKey(QString::fromUtf8(tag));
     if (!co_await finishes(job.get())) co_return KeychainResult{};
-    if (job->error() == QKeychain::NoError) co_return KeychainResult{Lookup::found, job->binaryData()};
+    if (job->error() == QKeychain::NoError)
+        co_return KeychainResult{Lookup::found, job->binaryData()};
     if (job->error() == QKeychain::EntryNotFound) co_return KeychainResult{Lookup::missing, {}};
     co_return KeychainResult{};
 }
@@ -110,8 +114,8 @@ QCoro::Task<bool> writeKeychain(QByteArray der) {
 void logFallbackOnce() {
     if (state().loggedFallback) return;
     state().loggedFallback = true;
-    qInfo().noquote() << "[Velmarin] no secret service answered; the device key is kept in"
-                      << filePath() << "(readable by this user only)";
+    qCInfo(lcNet).noquote() << "[Velmarin] no secret service answered; the device key is kept in"
+                            << filePath() << "(readable by this user only)";
 }
 
 bool adopt(PKey key) {
@@ -121,7 +125,8 @@ bool adopt(PKey key) {
 }
 
 void logCreateFailed(const QString& why) {
-    qWarning().noquote() << "[Velmarin] DeviceKey create failed:" << (why.isEmpty() ? "?" : why);
+    qCWarning(lcNet).noquote() << "[Velmarin] DeviceKey create failed:"
+                               << (why.isEmpty() ? "?" : why);
 }
 
 // Key from the file store, created there when missing.
@@ -157,13 +162,21 @@ QCoro::Task<> loadFromKeychain() {
 QCoro::Task<> load() {
     if (state().key) co_return;
     switch (state().storage) {
-    case Storage::refusing: logCreateFailed(QStringLiteral("keychain refused")); co_return;
-    case Storage::file: loadFromFile(); co_return;
-    case Storage::keychain: co_await loadFromKeychain(); co_return;
+    case Storage::refusing:
+        logCreateFailed(QStringLiteral("keychain refused"));
+        co_return;
+    case Storage::file:
+        loadFromFile();
+        co_return;
+    case Storage::keychain:
+        co_await loadFromKeychain();
+        co_return;
     }
 }
 
-bool isLoaded() { return state().key != nullptr; }
+bool isLoaded() {
+    return state().key != nullptr;
+}
 
 std::optional<QString> publicKeyB64() {
     if (!state().key) return std::nullopt;
@@ -180,7 +193,8 @@ std::optional<QString> sign(const QByteArray& data) {
     std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     size_t length = 0;
     const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-    if (!ctx || EVP_DigestSignInit(ctx.get(), nullptr, EVP_sha256(), nullptr, state().key.get()) != 1 ||
+    if (!ctx ||
+        EVP_DigestSignInit(ctx.get(), nullptr, EVP_sha256(), nullptr, state().key.get()) != 1 ||
         EVP_DigestSign(ctx.get(), nullptr, &length, bytes, size_t(data.size())) != 1)
         return std::nullopt;
     QByteArray signature(qsizetype(length), Qt::Uninitialized);
@@ -197,6 +211,8 @@ void setStorage(Storage storage, const QString& path) {
     state().key.reset();
 }
 
-void unload() { state().key.reset(); }
+void unload() {
+    state().key.reset();
+}
 
 } // namespace DeviceKey

@@ -1,7 +1,9 @@
 #include "net/Pinning.h"
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
 
+#include "core/Prefs.h"
 #include "net/Api.h"
-#include "store/Prefs.h"
 
 #include <QCryptographicHash>
 #include <QNetworkAccessManager>
@@ -13,12 +15,11 @@
 #include <openssl/x509.h>
 
 namespace {
-const QString pinsKey = QStringLiteral("serverPins");
 const char* const refusedProperty = "velmarinPinRefused";
 
 QHash<QString, QString> readPins() {
     QHash<QString, QString> pins;
-    const QVariantMap stored = Prefs::shared().value(pinsKey).toMap();
+    const QVariantMap stored = Prefs::shared().value(PrefKey::serverPins).toMap();
     for (auto it = stored.begin(); it != stored.end(); ++it)
         pins.insert(it.key(), it->toString());
     return pins;
@@ -86,7 +87,7 @@ void PinRegistry::store(const QHash<QString, QString>& pins, bool changedTrust) 
     QVariantMap map;
     for (auto it = pins.begin(); it != pins.end(); ++it)
         map.insert(it.key(), *it);
-    Prefs::shared().setValue(pinsKey, map);
+    Prefs::shared().setValue(PrefKey::serverPins, map);
     // Pooled connections were verified against the old pin: new requests must
     // shake hands again. A first pin leaves them be: clearing the pool tears
     // down requests in flight, and a plain address moves to a pool of its own.
@@ -137,8 +138,8 @@ QSslConfiguration pinnedConfiguration() {
 // True when the certificate matches the pin; logs and false otherwise.
 bool matches(const QString& hostPort, const QString& pin, const QSslCertificate& leaf) {
     if (fingerprint(leaf) == pin) return true;
-    qWarning().noquote() << "PinningDelegate: KEY MISMATCH for" << hostPort
-                         << QStringLiteral("— refusing connection");
+    qCWarning(lcNet).noquote() << "PinningDelegate: KEY MISMATCH for" << hostPort
+                               << QStringLiteral("— refusing connection");
     return false;
 }
 

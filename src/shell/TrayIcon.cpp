@@ -1,6 +1,6 @@
 #include "shell/TrayIcon.h"
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 #include <QApplication>

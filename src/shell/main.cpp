@@ -2,14 +2,15 @@
 // QML frame over a C++ view model.
 
 #include "conversations/Notifier.h"
-#include "shell/AppSection.h"
-#include "shell/Icons.h"
-#include "shell/ProcessClock.h"
+#include "core/AppSection.h"
+#include "core/PrefKeys.h"
+#include "core/Prefs.h"
+#include "core/ProcessClock.h"
 #include "shell/TrayIcon.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 #include "ui/DesktopLook.h"
+#include "ui/Icons.h"
 #include "ui/SingleInstance.h"
 
 #include <QApplication>
@@ -248,7 +249,7 @@ int main(int argc, char* argv[]) {
     QGuiApplication::setFont(font);
 
     Store store;
-    if (!Prefs::shared().contains(QStringLiteral("design")))
+    if (!Prefs::shared().contains(PrefKey::design))
         adoptDesktopLookOnFirstStart(store, desktopPrefersDark());
     if (const auto section = sectionFromRaw(options.section)) store.setSection(*section);
     AppModel model(&store);

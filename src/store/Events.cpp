@@ -1,7 +1,7 @@
 // The one dispatcher for everything a server pushes. Frames are handled one
 // at a time in arrival order; an extra server's ids are made global first.
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // when the name is known there and join with the code, otherwise come in as a
 // guest through the code.
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 QCoro::Task<> Store::loginWithInvite(QString name, QString code) {

@@ -1,12 +1,25 @@
 // Moving a name login onto a token bound to this device's key.
 
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "core/Prefs.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 
 QString Store::keyRegisteredKey(const QUrl& base) {
-    return QStringLiteral("deviceKeyRegistered:") + PinRegistry::hostPort(base);
+    return PrefKey::deviceKeyRegisteredPrefix + PinRegistry::hostPort(base);
+}
+
+bool Store::keyRegistered(const QUrl& base) {
+    Prefs& prefs = Prefs::shared();
+    if (prefs.boolean(keyRegisteredKey(base)).value_or(false)) return true;
+    // Earlier builds keyed an extra server by its whole address.
+    const QString older = PrefKey::deviceKeyRegisteredPrefix + base.toString();
+    if (!prefs.boolean(older).value_or(false)) return false;
+    prefs.setValue(keyRegisteredKey(base), true);
+    prefs.remove(older);
+    return true;
 }
 
 bool Store::pinnable(const QUrl& url) {
@@ -25,8 +38,9 @@ QCoro::Task<> Store::upgradeKeyAuth() {
             identity = co_await call;
         } catch (const std::exception& e) {
             if (self)
-                qInfo().noquote() << "[Velmarin] key migration failed (will retry next launch):"
-                                  << describeError(e);
+                qCInfo(lcStore).noquote()
+                    << "[Velmarin] key migration failed (will retry next launch):"
+                    << describeError(e);
             co_return;
         }
         if (!self) co_return;
@@ -34,12 +48,12 @@ QCoro::Task<> Store::upgradeKeyAuth() {
         // Bring the socket onto TLS now that the server is pinned.
         connectWS();
     }
-    if (Prefs::shared().boolean(keyRegisteredKey(first->base)).value_or(false)) co_return;
+    if (keyRegistered(first->base)) co_return;
     co_await DeviceKey::load();
     if (!self) co_return;
     const auto pubkey = DeviceKey::publicKeyB64();
     if (!pubkey) {
-        qInfo().noquote() << "[Velmarin] key migration: no device key (Keychain)";
+        qCInfo(lcStore).noquote() << "[Velmarin] key migration: no device key (Keychain)";
         co_return;
     }
     const auto upgradedApi = api();
@@ -51,13 +65,13 @@ QCoro::Task<> Store::upgradeKeyAuth() {
         token = reply.token;
         persistMe();
         Prefs::shared().setValue(keyRegisteredKey(first->base), true);
-        qInfo().noquote()
+        qCInfo(lcStore).noquote()
             << "[Velmarin] key migration: this device now uses its own key-bound token";
         emit sessionChanged();
         connectWS();
     } catch (const std::exception& e) {
         if (self)
-            qInfo().noquote() << "[Velmarin] key migration failed (will retry next launch):"
-                              << describeError(e);
+            qCInfo(lcStore).noquote()
+                << "[Velmarin] key migration failed (will retry next launch):" << describeError(e);
     }
 }

@@ -2,7 +2,8 @@
 // operations around it: engines, badge, push token, host polling.
 
 #include "conversations/Notifier.h"
-#include "store/IDCodec.h"
+#include "core/Logging.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <qcoro/qcorosignal.h>
@@ -139,7 +140,9 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
                 captureCCMarkers(m);
             if (mergeNewestPage(*selected, page, true))
                 hasMore[*selected] = page.size() >= pageSize;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            qCDebug(lcStore) << "the selected conversation was not refreshed after a resync:"
+                             << e.what();
         }
         if (!self) co_return;
     }
@@ -227,12 +230,14 @@ QCoro::Task<> Store::sendPushToken(QString newToken) {
     try {
         auto call = primary->registerPushToken(newToken);
         co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcStore) << "push token not registered:" << e.what();
     }
     if (!self) co_return;
     try {
         auto call = primary->setNotifPrefs(notifPrefs, newToken);
         co_await call;
-    } catch (const std::exception&) {
+    } catch (const std::exception& e) {
+        qCDebug(lcStore) << "notification choices not sent with the push token:" << e.what();
     }
 }

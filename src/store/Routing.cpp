@@ -1,8 +1,8 @@
 // One id space for every server: translating records that enter from an extra
 // server, and finding the server and real id behind a global id.
 
+#include "model/IDCodec.h"
 #include "net/Pinning.h"
-#include "store/IDCodec.h"
 #include "store/Store.h"
 
 qint64 Store::mapUserId(qint64 id, int server) const {

@@ -1,15 +1,15 @@
 // Signing in and out: name logins with the probe of the well-known servers,
 // the private-network login, invite logins, and what logout clears.
 
+#include "core/Logging.h"
+#include "core/PrefKeys.h"
+#include "core/Prefs.h"
 #include "net/Pinning.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 
 #include <QWebSocket>
 
 namespace {
-const QString kPrimaryBaseURL = QStringLiteral("primaryBaseURL");
-const QString kGuestServerURL = QStringLiteral("guestServerURL");
 
 QStringList wellKnownLoginOrder() {
     return {Config::macServer(), Config::defaultServer(), Config::publicServer()};
@@ -33,8 +33,8 @@ std::optional<QUrl> Store::normalizedServerURL(const QString& text) {
 
 void Store::persistMe() {
     Prefs& prefs = Prefs::shared();
-    if (token) prefs.setValue(QStringLiteral("token"), *token);
-    if (me) prefs.writeJson(QStringLiteral("me"), *me);
+    if (token) prefs.setValue(PrefKey::token, *token);
+    if (me) prefs.writeJson(PrefKey::me, *me);
 }
 
 // MARK: Name login
@@ -49,7 +49,7 @@ QCoro::Task<> Store::login(QString username, std::optional<QString> server) {
             co_return;
         }
         serverURLString = absoluteText(*url);
-        Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+        Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
     }
     if (const auto primary = api()) {
         const Api anonymous(primary->base, std::nullopt);
@@ -85,7 +85,7 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
             LoginResponse reply = co_await call;
             if (!self) co_return std::nullopt;
             serverURLString = absoluteText(*url);
-            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
             co_return reply;
         } catch (const std::exception&) {
             if (!self) co_return std::nullopt;
@@ -121,7 +121,7 @@ QCoro::Task<bool> Store::tailnetAutoLogin() {
             LoginResponse reply = co_await call;
             if (!self || token) co_return false;
             serverURLString = absoluteText(*url);
-            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
             co_await adoptLogin(std::move(reply));
             co_return true;
         } catch (const std::exception&) {
@@ -163,11 +163,11 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
     if (!self) co_return;
     clearAllDeliveredNotifications();
     if (onPrimary) {
-        Prefs::shared().remove(kGuestServerURL);
+        Prefs::shared().remove(PrefKey::guestServerURL);
     } else {
         // The whole client now lives on that server as a guest until logout.
         serverURLString = absoluteText(*target);
-        Prefs::shared().setValue(kGuestServerURL, serverURLString);
+        Prefs::shared().setValue(PrefKey::guestServerURL, serverURLString);
     }
     token = reply.token;
     me = reply.user;
@@ -186,7 +186,8 @@ QCoro::Task<> Store::joinByCode(QString code) {
 
 QCoro::Task<> Store::selectPrimaryBase() {
     QPointer<Store> self(this);
-    if (auto guest = Prefs::shared().string(kGuestServerURL); guest && !guest->isEmpty()) co_return;
+    if (auto guest = Prefs::shared().string(PrefKey::guestServerURL); guest && !guest->isEmpty())
+        co_return;
     const QStringList known = {Config::defaultServer(), Config::publicServer(),
                                Config::macServer()};
     if (!known.contains(serverURLString)) co_return; // an address the user chose stays
@@ -200,6 +201,7 @@ QCoro::Task<> Store::selectPrimaryBase() {
             auto call = anonymous.serverIdentity();
             identity = co_await call;
         } catch (const std::exception&) {
+            // An address that does not answer is skipped; the next one is tried.
             if (!self) co_return;
             continue;
         }
@@ -212,10 +214,10 @@ QCoro::Task<> Store::selectPrimaryBase() {
         PinRegistry::shared().setPin(identity.fingerprint, PinRegistry::hostPort(url));
         if (candidate != serverURLString) {
             serverURLString = candidate;
-            Prefs::shared().setValue(kPrimaryBaseURL, serverURLString);
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
             emit sessionChanged();
         }
-        qInfo().noquote() << "[Velmarin] primary base →" << candidate;
+        qCInfo(lcStore).noquote() << "[Velmarin] primary base →" << candidate;
         connectWS();
         co_return;
     }
@@ -230,6 +232,7 @@ void Store::logout() {
             try {
                 co_await a.unregisterPushToken(t);
             } catch (const std::exception&) {
+                // Logging out goes on: the server forgets the token when it expires.
             }
         }(*primary, *pushToken);
     }

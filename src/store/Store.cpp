@@ -1,21 +1,17 @@
 // Launch order, persisted fields and the fields whose writes have side effects.
 
 #include "store/Store.h"
+#include "core/PrefKeys.h"
 
+#include "core/Localisation.h"
+#include "core/Prefs.h"
+#include "core/PrefsMaps.h"
 #include "net/Pinning.h"
-#include "shell/Localisation.h"
-#include "store/Prefs.h"
-#include "store/PrefsMaps.h"
 
 #include <QTimer>
 #include <QUuid>
 #include <QWebSocket>
 #include <qcoro/qcorotimer.h>
-
-namespace {
-const QString kPrimaryBaseURL = QStringLiteral("primaryBaseURL");
-const QString kGuestServerURL = QStringLiteral("guestServerURL");
-} // namespace
 
 Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) {
     wireAgentCaches();
@@ -73,9 +69,9 @@ void Store::init() {
     readLookSettings();
     m_claudeCodeEnabled = true;
     decidePrimaryAddress();
-    token = Prefs::shared().string(QStringLiteral("token"));
+    token = Prefs::shared().string(PrefKey::token);
     if (token && token->isEmpty()) token.reset();
-    me = Prefs::shared().readJson<User>(QStringLiteral("me"));
+    me = Prefs::shared().readJson<User>(PrefKey::me);
     runLoadHelpers();
     if (token) startLoggedInTasks();
     // Stored extra servers come up even without a primary session.
@@ -84,35 +80,33 @@ void Store::init() {
 
 void Store::readLookSettings() {
     Prefs& prefs = Prefs::shared();
-    m_design = designFromRaw(prefs.string(QStringLiteral("design")).value_or(QString()))
+    m_design = designFromRaw(prefs.string(PrefKey::design).value_or(QString()))
                    .value_or(AppDesign::classic);
-    m_accent = accentFromRaw(prefs.string(QStringLiteral("accent")).value_or(QString()))
-                   .value_or(AppAccent::blue);
-    setCurrentAccentColor(color(m_accent));
+    m_accent =
+        accentFromRaw(prefs.string(PrefKey::accent).value_or(QString())).value_or(AppAccent::blue);
     m_language = Loc::loadFromPrefs();
     m_transcriptionEngine =
-        engineFromRaw(prefs.string(QStringLiteral("transcriptionEngine")).value_or(QString()))
+        engineFromRaw(prefs.string(PrefKey::transcriptionEngine).value_or(QString()))
             .value_or(TranscriptionEngine::apple);
 }
 
 void Store::decidePrimaryAddress() {
     Prefs& prefs = Prefs::shared();
-    if (auto stored = prefs.string(kPrimaryBaseURL)) {
+    if (auto stored = prefs.string(PrefKey::primaryBaseURL)) {
         serverURLString = *stored;
-    } else if (prefs.contains(QStringLiteral("token"))) {
+    } else if (prefs.contains(PrefKey::token)) {
         // An install from before the address was stored: it used the default server.
         serverURLString = Config::defaultServer();
-        prefs.setValue(kPrimaryBaseURL, serverURLString);
+        prefs.setValue(PrefKey::primaryBaseURL, serverURLString);
     } else {
         serverURLString.clear();
     }
-    if (auto guest = prefs.string(kGuestServerURL); guest && !guest->isEmpty())
+    if (auto guest = prefs.string(PrefKey::guestServerURL); guest && !guest->isEmpty())
         serverURLString = *guest;
 }
 
 void Store::runLoadHelpers() {
-    notifPrefs =
-        Prefs::shared().readJson<NotifPrefs>(QStringLiteral("notifPrefs")).value_or(NotifPrefs{});
+    notifPrefs = Prefs::shared().readJson<NotifPrefs>(PrefKey::notifPrefs).value_or(NotifPrefs{});
     loadCCPermissions();
     loadCCEfforts();
     loadCCModelChoice();
@@ -138,7 +132,7 @@ void Store::runLoadHelpers() {
     loadUserActivity();
     loadCachedUsage();
     loadExtraServers();
-    const auto muted = Prefs::shared().readJson<QList<qint64>>(QStringLiteral("mutedChats"));
+    const auto muted = Prefs::shared().readJson<QList<qint64>>(PrefKey::mutedChats);
     m_mutedChats = muted ? QSet<qint64>(muted->begin(), muted->end()) : QSet<qint64>{};
 }
 
@@ -174,7 +168,7 @@ void Store::setMutedChats(const QSet<qint64>& muted) {
     m_mutedChats = muted;
     QList<qint64> list(muted.begin(), muted.end());
     std::sort(list.begin(), list.end());
-    Prefs::shared().writeJson(QStringLiteral("mutedChats"), list);
+    Prefs::shared().writeJson(PrefKey::mutedChats, list);
     emit mutedChatsChanged();
 }
 
@@ -194,22 +188,21 @@ void Store::setLastError(std::optional<QString> error) {
 void Store::setDesign(AppDesign design) {
     if (m_design == design) return;
     m_design = design;
-    Prefs::shared().setValue(QStringLiteral("design"), rawValue(design));
+    Prefs::shared().setValue(PrefKey::design, rawValue(design));
     emit settingsChanged();
 }
 
 void Store::setAccent(AppAccent accent) {
     if (m_accent == accent) return;
     m_accent = accent;
-    Prefs::shared().setValue(QStringLiteral("accent"), rawValue(accent));
-    setCurrentAccentColor(color(accent));
+    Prefs::shared().setValue(PrefKey::accent, rawValue(accent));
     emit settingsChanged();
 }
 
 void Store::setLanguage(AppLanguage language) {
     if (m_language == language) return;
     m_language = language;
-    Prefs::shared().setValue(QStringLiteral("appLanguage"), rawValue(language));
+    Prefs::shared().setValue(PrefKey::appLanguage, rawValue(language));
     Loc::setCurrent(language);
     emit settingsChanged();
 }
@@ -217,43 +210,41 @@ void Store::setLanguage(AppLanguage language) {
 void Store::setTranscriptionEngine(TranscriptionEngine engine) {
     if (m_transcriptionEngine == engine) return;
     m_transcriptionEngine = engine;
-    Prefs::shared().setValue(QStringLiteral("transcriptionEngine"), rawValue(engine));
+    Prefs::shared().setValue(PrefKey::transcriptionEngine, rawValue(engine));
     emit settingsChanged();
 }
 
 void Store::setClaudeCodeEnabled(bool enabled) {
     if (m_claudeCodeEnabled == enabled) return;
     m_claudeCodeEnabled = enabled;
-    Prefs::shared().setValue(QStringLiteral("claudeCodeEnabled"), enabled);
+    Prefs::shared().setValue(PrefKey::claudeCodeEnabled, enabled);
     emit settingsChanged();
 }
 
 void Store::setClaudeHostName(std::optional<QString> name) {
     if (m_claudeHostName == name) return;
     m_claudeHostName = std::move(name);
-    Prefs::shared().setValue(QStringLiteral("claudeHostName"),
-                             m_claudeHostName.value_or(QString()));
+    Prefs::shared().setValue(PrefKey::claudeHostName, m_claudeHostName.value_or(QString()));
     emit hostChanged();
 }
 
 void Store::setClaudeUsage(std::optional<ClaudeUsage> usage) {
     if (m_claudeUsage == usage) return;
     m_claudeUsage = std::move(usage);
-    if (m_claudeUsage)
-        Prefs::shared().writeJson(QStringLiteral("claudeUsageCache"), *m_claudeUsage);
+    if (m_claudeUsage) Prefs::shared().writeJson(PrefKey::claudeUsageCache, *m_claudeUsage);
     emit hostChanged();
 }
 
 void Store::setServerPlatform(const QHash<int, QString>& platforms) {
     if (m_serverPlatform == platforms) return;
     m_serverPlatform = platforms;
-    prefsmaps::writeIntMap(QStringLiteral("serverPlatform"), platforms);
+    prefsmaps::writeIntMap(PrefKey::serverPlatform, platforms);
     emit hostChanged();
 }
 
 void Store::setServerOS(const QHash<int, QString>& os) {
     if (m_serverOS == os) return;
     m_serverOS = os;
-    prefsmaps::writeIntMap(QStringLiteral("serverOSByServer"), os);
+    prefsmaps::writeIntMap(PrefKey::serverOSByServer, os);
     emit hostChanged();
 }

@@ -5,13 +5,13 @@
 // need no locks, only a re-check after each suspension point. Operations are
 // defined in the folder of the subsystem that owns them.
 
-#include "agent/AgentTypes.h"
+#include "core/AppSection.h"
+#include "core/Appearance.h"
+#include "core/Localisation.h"
+#include "model/AgentTypes.h"
 #include "model/Config.h"
 #include "model/Models.h"
 #include "net/Api.h"
-#include "shell/AppSection.h"
-#include "shell/Localisation.h"
-#include "shell/Theme.h"
 #include "store/TranscriptionEngine.h"
 
 #include <QCoroTask>
@@ -671,6 +671,8 @@ public:
     // MARK: Device key
     QCoro::Task<> upgradeKeyAuth();
     static QString keyRegisteredKey(const QUrl& base);
+    // Whether this device's key is registered with the server at `base`.
+    static bool keyRegistered(const QUrl& base);
     // A plain address whose server's key can be pinned, which then moves it onto TLS.
     static bool pinnable(const QUrl& url);
 

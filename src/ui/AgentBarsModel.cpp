@@ -4,7 +4,7 @@
 #include "agent/Context.h"
 #include "agent/Markers.h"
 #include "agent/Preferences.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 #include <QDateTime>

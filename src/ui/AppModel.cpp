@@ -1,10 +1,10 @@
 #include "ui/AppModel.h"
 
 #include "BuildSettings.h"
-#include "shell/Icons.h"
-#include "shell/LocNotifier.h"
+#include "core/LocNotifier.h"
 #include "store/Store.h"
 #include "ui/ChatSwitcherModel.h"
+#include "ui/Icons.h"
 #include "ui/LoginViewModel.h"
 #include "ui/Palette.h"
 #include "ui/PinnedImageLoader.h"

@@ -5,8 +5,8 @@
 #include "conversations/ChatPreview.h"
 #include "conversations/InlineMarkdown.h"
 #include "conversations/StyledText.h"
-#include "shell/LocNotifier.h"
-#include "shell/Localisation.h"
+#include "core/LocNotifier.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 

@@ -1,6 +1,6 @@
 #include "ui/ChatSwitcherModel.h"
 
-#include "shell/AppSection.h"
+#include "core/AppSection.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 

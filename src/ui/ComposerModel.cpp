@@ -2,7 +2,7 @@
 
 #include "conversations/ImageEncoding.h"
 #include "conversations/MessageDecor.h"
-#include "shell/LocNotifier.h"
+#include "core/LocNotifier.h"
 
 #include <QBuffer>
 #include <QClipboard>

@@ -1,6 +1,7 @@
 #include "ui/DesktopLook.h"
+#include "core/PrefKeys.h"
 
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 
 #include <QDBusConnection>
@@ -38,7 +39,7 @@ std::optional<bool> desktopPrefersDark() {
 }
 
 bool adoptDesktopLookOnFirstStart(Store& store, std::optional<bool> prefersDark) {
-    const QString key = QStringLiteral("design");
+    const QString key = PrefKey::design;
     if (Prefs::shared().contains(key)) return false;
     const AppDesign design = prefersDark == false ? AppDesign::light : AppDesign::classic;
     store.setDesign(design);

@@ -3,7 +3,7 @@
 // The folder browser that starts a new session: walks the host's folders from
 // the home folder, makes new ones, and starts a session in the chosen one.
 
-#include "agent/AgentTypes.h"
+#include "model/AgentTypes.h"
 
 #include <QObject>
 #include <QPointer>

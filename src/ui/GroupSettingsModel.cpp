@@ -1,8 +1,8 @@
 #include "ui/GroupSettingsModel.h"
 
 #include "conversations/ImageEncoding.h"
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
+#include "core/Localisation.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "ui/InviteViewModel.h"
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 #include "ui/QRSupport.h"
 

@@ -1,7 +1,7 @@
 #include "ui/JoinViewModel.h"
 
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
+#include "core/Localisation.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "ui/QRSupport.h"
 

@@ -1,6 +1,6 @@
 #include "ui/LinkRouter.h"
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 namespace {

@@ -1,9 +1,10 @@
 #include "ui/LoginViewModel.h"
+#include "core/PrefKeys.h"
 
+#include "core/Localisation.h"
+#include "core/Prefs.h"
 #include "federation/Pairing.h"
 #include "net/QRCode.h"
-#include "shell/Localisation.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "ui/AppModel.h"
 
@@ -71,7 +72,7 @@ void LoginViewModel::setNotice(const QString& notice) {
 void LoginViewModel::readLocalHint() {
     if (!m_store || m_store->token) return;
     QString hint;
-    if (const auto guest = Prefs::shared().string(QStringLiteral("guestServerURL")))
+    if (const auto guest = Prefs::shared().string(PrefKey::guestServerURL))
         hint = QUrl(*guest).host();
     if (hint == m_localHint) return;
     m_localHint = hint;

@@ -1,8 +1,8 @@
 #include "ui/MediaTransfers.h"
 
+#include "core/Localisation.h"
 #include "model/Errors.h"
 #include "net/Download.h"
-#include "shell/Localisation.h"
 #include "store/Store.h"
 
 #include <QCryptographicHash>

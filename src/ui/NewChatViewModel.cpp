@@ -1,6 +1,6 @@
 #include "ui/NewChatViewModel.h"
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 
 #include <algorithm>

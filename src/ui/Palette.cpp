@@ -28,6 +28,14 @@ Base baseFor(AppDesign design) {
             QColor(QRgb(0x3A3E44)), QColor(QRgb(0xEDEEF0)), QColor(QRgb(0xA7ACB4))};
 }
 
+struct AccentRgb {
+    double red, green, blue;
+};
+
+constexpr AccentRgb accentRgb[] = {
+    {0.2, 0.56, 0.93}, {0.91, 0.46, 0.62}, {0.3, 0.72, 0.6}, {0.6, 0.53, 0.9}, {0.95, 0.58, 0.4},
+};
+
 double channel(double c) {
     return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
 }
@@ -45,6 +53,11 @@ bool meets(const QColor& c, const QList<QColor>& backgrounds, double minimum) {
 }
 
 } // namespace
+
+QColor color(AppAccent accent) {
+    const AccentRgb& rgb = accentRgb[static_cast<int>(accent)];
+    return QColor::fromRgbF(float(rgb.red), float(rgb.green), float(rgb.blue));
+}
 
 double relativeLuminance(const QColor& color) {
     const QColor c = color.toRgb();

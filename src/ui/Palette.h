@@ -6,7 +6,7 @@
 // bubbles use a deepened form of it, and accent-coloured text is brightened or
 // deepened against the background of the design.
 
-#include "shell/Theme.h"
+#include "core/Appearance.h"
 
 #include <QColor>
 #include <QList>
@@ -41,6 +41,9 @@ struct Palette {
 };
 
 Palette paletteFor(AppDesign design, AppAccent accent);
+
+// The accent as it is painted, before any contrast adjustment.
+QColor color(AppAccent accent);
 
 // WCAG relative luminance and contrast ratio (1 to 21).
 double relativeLuminance(const QColor& color);

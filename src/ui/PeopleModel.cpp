@@ -1,6 +1,6 @@
 #include "ui/PeopleModel.h"
 
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "ui/DirectChat.h"
 

@@ -3,7 +3,7 @@
 // The read-only view of a session's working folder: a stack of folder levels,
 // a text viewer for one file, and saving chosen files into a local folder.
 
-#include "agent/AgentTypes.h"
+#include "model/AgentTypes.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,8 +1,8 @@
 #include "ui/ServersViewModel.h"
 
+#include "core/Localisation.h"
 #include "federation/Pairing.h"
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "ui/QRSupport.h"
 
@@ -200,6 +200,7 @@ void ServersViewModel::requestPairingCode() {
             auto call = api.pairCode();
             reply = co_await call;
         } catch (const std::exception&) {
+            // No reply shows as the failed state below.
         }
         if (!self || generation != self->m_pairingGeneration) co_return;
         if (!reply) {

@@ -1,7 +1,7 @@
 #include "ui/SessionSettingsModel.h"
 
 #include "agent/Files.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 #include <QVariantMap>

@@ -6,7 +6,7 @@
 #include "conversations/MessageDecor.h"
 #include "conversations/MessageText.h"
 #include "conversations/TimelineRows.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 
 TimelineModel::TimelineModel(Store* store, QObject* parent)
     : QAbstractListModel(parent), m_store(store) {

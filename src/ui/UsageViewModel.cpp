@@ -1,7 +1,7 @@
 #include "ui/UsageViewModel.h"
 
 #include "agent/Usage.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 
 #include <QVariantMap>

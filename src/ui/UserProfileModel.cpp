@@ -1,8 +1,8 @@
 #include "ui/UserProfileModel.h"
 
 #include "conversations/UserClients.h"
-#include "shell/LocNotifier.h"
-#include "shell/Localisation.h"
+#include "core/LocNotifier.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 #include "ui/DirectChat.h"
 

@@ -1,6 +1,6 @@
 // Arbitrary frames into the event dispatcher of a store holding a small
 // picture: nothing may crash, and frames that are not events change nothing.
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 
 #include <QCoreApplication>

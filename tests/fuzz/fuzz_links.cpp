@@ -1,7 +1,7 @@
 // Links in the velmarin scheme come from message text and from other
 // launches: any text must route to one outcome without a crash, and what a
 // link hands on must come from the link itself.
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 #include "ui/LinkRouter.h"
 

@@ -2,7 +2,7 @@
 // display filter and the deploy parser must take any text without crashing,
 // and what they report must really be in the text.
 #include "agent/Markers.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"

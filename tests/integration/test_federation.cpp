@@ -1,9 +1,9 @@
+#include "core/Prefs.h"
 #include "federation/Pairing.h"
+#include "model/IDCodec.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
 #include "net/QRCode.h"
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -191,11 +191,10 @@ private slots:
         const Account bobS = signIn(*plain, "bob");
         QVERIFY(await(alice->addServer("plain", plain->httpUrl())));
         alice->stopExtraPolling();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            Prefs::shared()
-                .boolean("deviceKeyRegistered:" + QUrl(plain->httpUrl()).toString())
-                .value_or(false),
-            10000);
+        QTRY_VERIFY_WITH_TIMEOUT(Prefs::shared()
+                                     .boolean(Store::keyRegisteredKey(QUrl(plain->httpUrl())))
+                                     .value_or(false),
+                                 10000);
         Hooks extraHooks(*plain, aliceS);
         QVERIFY(extraHooks.holdNextBootstrap());
         auto joining = alice->connectServer(alice->extraServers().first());
@@ -230,11 +229,10 @@ private slots:
         QStringList plainTokens{alice->serverTokens().value(2)};
         const QUrl plainBase(plain->httpUrl());
         // The first answer is trusted: the first contact went in clear, nothing after it.
-        QTRY_VERIFY_WITH_TIMEOUT(PinRegistry::shared().pin(PinRegistry::hostPort(plainBase)) &&
-                                     Prefs::shared()
-                                         .boolean("deviceKeyRegistered:" + plainBase.toString())
-                                         .value_or(false),
-                                 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            PinRegistry::shared().pin(PinRegistry::hostPort(plainBase)) &&
+                Prefs::shared().boolean(Store::keyRegisteredKey(plainBase)).value_or(false),
+            10000);
         plainTokens << alice->serverTokens().value(2);
         Hooks plainHooks(*plain, aliceS);
         const qsizetype plainFrom = plainHooks.plainRequests().size();

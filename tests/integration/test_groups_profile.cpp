@@ -1,7 +1,7 @@
 #include "conversations/Geocoder.h"
 #include "conversations/ImageEncoding.h"
 #include "conversations/Notifier.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"

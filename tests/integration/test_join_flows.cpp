@@ -1,5 +1,5 @@
 #include "federation/Pairing.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"

@@ -1,7 +1,7 @@
+#include "core/Prefs.h"
 #include "net/Api.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
@@ -17,8 +17,7 @@ class TestKeyLogin : public QObject {
 
     // A store signed in by name, without the launch tasks racing the test.
     std::unique_ptr<Store> signedInStore(const QString& name) {
-        const LoginResponse login =
-            await(Api(QUrl(server->httpUrl()), std::nullopt).login(name));
+        const LoginResponse login = await(Api(QUrl(server->httpUrl()), std::nullopt).login(name));
         auto store = std::make_unique<Store>(StoreOptions{0.01});
         store->serverURLString = server->httpUrl();
         store->token = login.token;
@@ -47,7 +46,8 @@ private slots:
             QVERIFY(store->token && *store->token != nameToken);
             keyToken = *store->token;
             QCOMPARE(Prefs::shared().string("token"), keyToken);
-            QVERIFY(Prefs::shared().boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value());
+            QVERIFY(
+                Prefs::shared().boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value());
         }
         Store again({0.01}); // a relaunch: its own upgrade runs and must not register again
         QTRY_VERIFY_WITH_TIMEOUT(again.wsConnected, 10000);

@@ -1,6 +1,6 @@
+#include "core/Prefs.h"
 #include "net/Api.h"
 #include "net/Pinning.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"

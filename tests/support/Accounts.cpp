@@ -1,6 +1,6 @@
 #include "support/Accounts.h"
 
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "support/ClientEnv.h"
 
 #include <QTest>

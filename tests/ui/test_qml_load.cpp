@@ -1,12 +1,12 @@
+#include "core/AppSection.h"
+#include "core/Localisation.h"
+#include "core/Prefs.h"
+#include "core/Translations.h"
 #include "model/Config.h"
-#include "shell/AppSection.h"
-#include "shell/Icons.h"
-#include "shell/Localisation.h"
-#include "shell/Translations.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
+#include "ui/Icons.h"
 #include "ui/LoginViewModel.h"
 
 #include <QAccessible>

@@ -1,10 +1,10 @@
+#include "core/Prefs.h"
 #include "model/Config.h"
-#include "shell/Icons.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/Frames.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
+#include "ui/Icons.h"
 
 #include <QDateTime>
 #include <QQmlApplicationEngine>

@@ -1,5 +1,5 @@
-#include "shell/Localisation.h"
-#include "store/IDCodec.h"
+#include "core/Localisation.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
 #include "support/TestSupport.h"

@@ -1,4 +1,4 @@
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
 #include "support/TestSupport.h"

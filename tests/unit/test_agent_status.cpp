@@ -1,5 +1,5 @@
 #include "agent/Status.h"
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
 #include "support/TestSupport.h"

@@ -1,5 +1,5 @@
 #include "agent/Usage.h"
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
 #include "support/TestSupport.h"

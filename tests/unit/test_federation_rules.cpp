@@ -1,7 +1,7 @@
+#include "core/Prefs.h"
 #include "federation/Pairing.h"
+#include "model/IDCodec.h"
 #include "net/Pinning.h"
-#include "store/IDCodec.h"
-#include "store/Prefs.h"
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 

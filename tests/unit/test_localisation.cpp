@@ -1,7 +1,7 @@
-#include "shell/LocNotifier.h"
-#include "shell/Localisation.h"
-#include "shell/Translations.h"
-#include "store/Prefs.h"
+#include "core/LocNotifier.h"
+#include "core/Localisation.h"
+#include "core/Prefs.h"
+#include "core/Translations.h"
 #include "support/TestSupport.h"
 
 #include <QQmlComponent>
@@ -21,9 +21,8 @@ QString u8(const char* text) {
 // Every table the lookup reads: a key may stand in only one of them.
 QList<TranslationRow> allRows() {
     QList<TranslationRow> rows;
-    for (const auto table :
-         {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
-          groupsTranslationRows(), bubbleTranslationRows()})
+    for (const auto table : {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
+                             groupsTranslationRows(), bubbleTranslationRows()})
         rows.append(QList<TranslationRow>(table.begin(), table.end()));
     return rows;
 }

@@ -1,5 +1,5 @@
 #include "agent/Markers.h"
-#include "store/IDCodec.h"
+#include "model/IDCodec.h"
 
 #include <QTest>
 

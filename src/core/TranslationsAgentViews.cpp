@@ -1,4 +1,4 @@
-#include "shell/Translations.h"
+#include "core/Translations.h"
 
 // The texts of the session settings, the remote file views, the usage
 // screen and the Claude account views. Same form as the main table: the

@@ -6,7 +6,7 @@
 //     text: Loc.l("Cancel", Loc.revision)
 //     text: Loc.lf("Move to %@", [name], Loc.revision)
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 
 #include <QObject>
 #include <QVariantList>

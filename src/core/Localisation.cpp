@@ -1,8 +1,9 @@
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
+#include "core/PrefKeys.h"
 
-#include "shell/LocNotifier.h"
-#include "shell/Translations.h"
-#include "store/Prefs.h"
+#include "core/LocNotifier.h"
+#include "core/Prefs.h"
+#include "core/Translations.h"
 
 #include <QHash>
 #include <QLocale>
@@ -85,7 +86,7 @@ std::optional<QString> fromTemplates(const QString& text, int slot) {
 }
 
 AppLanguage languageInPrefs() {
-    const auto raw = Prefs::shared().string(QStringLiteral("appLanguage"));
+    const auto raw = Prefs::shared().string(PrefKey::appLanguage);
     if (!raw) return AppLanguage::system;
     return appLanguageFromRaw(*raw).value_or(AppLanguage::system);
 }

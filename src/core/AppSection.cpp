@@ -1,6 +1,6 @@
-#include "shell/AppSection.h"
+#include "core/AppSection.h"
 
-#include "shell/Localisation.h"
+#include "core/Localisation.h"
 
 namespace {
 struct SectionRow {

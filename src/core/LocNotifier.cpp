@@ -1,4 +1,4 @@
-#include "shell/LocNotifier.h"
+#include "core/LocNotifier.h"
 
 #include <QQmlEngine>
 #include <QVariantMap>

@@ -1,4 +1,4 @@
-#include "shell/Icons.h"
+#include "ui/Icons.h"
 
 #include <QFontDatabase>
 #include <QHash>

@@ -3,7 +3,7 @@
 // Maps keyed by a conversation or server number, persisted as JSON objects
 // whose keys are the numbers in decimal text. Only this client reads them.
 
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 
 #include <QHash>
 
@@ -25,7 +25,8 @@ QHash<K, T> readMap(const QString& key) {
 template <typename K, typename T>
 void writeMap(const QString& key, const QHash<K, T>& map) {
     QMap<QString, T> out;
-    for (auto it = map.begin(); it != map.end(); ++it) out.insert(QString::number(it.key()), it.value());
+    for (auto it = map.begin(); it != map.end(); ++it)
+        out.insert(QString::number(it.key()), it.value());
     Prefs::shared().writeJson(key, out);
 }
 

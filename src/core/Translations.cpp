@@ -1,4 +1,4 @@
-#include "shell/Translations.h"
+#include "core/Translations.h"
 
 // The English text is the key. A new row is the English text, then German,
 // French and Spanish. A key with "%@" keeps the same number of "%@"

@@ -1,4 +1,4 @@
-#include "shell/ProcessClock.h"
+#include "core/ProcessClock.h"
 
 #include <QFile>
 #include <QList>

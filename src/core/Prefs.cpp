@@ -1,4 +1,4 @@
-#include "store/Prefs.h"
+#include "core/Prefs.h"
 
 #include <QStandardPaths>
 
@@ -29,21 +29,33 @@ void Prefs::useFile(const QString& path) {
     instance().reset(new Prefs(std::make_unique<QSettings>(path, QSettings::IniFormat)));
 }
 
-void Prefs::useDefaultLocation() { instance().reset(new Prefs(defaultSettings())); }
+void Prefs::useDefaultLocation() {
+    instance().reset(new Prefs(defaultSettings()));
+}
 
-bool Prefs::contains(const QString& key) const { return m_settings->contains(key); }
+bool Prefs::contains(const QString& key) const {
+    return m_settings->contains(key);
+}
 
-QVariant Prefs::value(const QString& key) const { return m_settings->value(key); }
+QVariant Prefs::value(const QString& key) const {
+    return m_settings->value(key);
+}
 
 void Prefs::setValue(const QString& key, const QVariant& value) {
     m_settings->setValue(key, value);
 }
 
-void Prefs::remove(const QString& key) { m_settings->remove(key); }
+void Prefs::remove(const QString& key) {
+    m_settings->remove(key);
+}
 
-void Prefs::sync() { m_settings->sync(); }
+void Prefs::sync() {
+    m_settings->sync();
+}
 
-QString Prefs::fileName() const { return m_settings->fileName(); }
+QString Prefs::fileName() const {
+    return m_settings->fileName();
+}
 
 std::optional<QString> Prefs::string(const QString& key) const {
     const QVariant v = m_settings->value(key);

@@ -1,4 +1,4 @@
-#include "shell/Translations.h"
+#include "core/Translations.h"
 
 // The texts of the group settings, the people section, another person's
 // profile and the new AI chat sheet. Same form as the main table: the

@@ -1,4 +1,4 @@
-#include "shell/Translations.h"
+#include "core/Translations.h"
 
 // The texts of joining: by invite code, by link, and the empty list's prompt.
 // Same form as the main table: the English text, then German, French and Spanish.

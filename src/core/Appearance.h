@@ -1,8 +1,8 @@
 #pragma once
 
-// The look: three designs and five accent colours, both stored as their raw text.
+// The look a person chose: three designs and five accents, both stored as their
+// raw text. What they look like is the interface's business.
 
-#include <QColor>
 #include <QString>
 #include <optional>
 
@@ -16,8 +16,3 @@ inline constexpr AppAccent allAccents[] = {AppAccent::blue, AppAccent::pink, App
                                            AppAccent::lavender, AppAccent::peach};
 QString rawValue(AppAccent accent);
 std::optional<AppAccent> accentFromRaw(const QString& raw);
-QColor color(AppAccent accent);
-
-// The accent in force, for drawing code outside the store.
-QColor currentAccentColor();
-void setCurrentAccentColor(const QColor& color);

@@ -1,4 +1,4 @@
-#include "shell/Translations.h"
+#include "core/Translations.h"
 
 // The texts of message bubbles (files, pictures, reactions, receipts) and of
 // the composer's pictures and files. Same form as the main table: the English

@@ -36,6 +36,7 @@ public:
         try {
             return json::decode<T>(*data);
         } catch (const std::exception&) {
+            // Unreadable counts as absent; the caller's default applies.
             return std::nullopt;
         }
     }
@@ -47,6 +48,7 @@ public:
         try {
             data = json::encode(value);
         } catch (const std::exception&) {
+            // Nothing is written rather than a value that would not read back.
             return;
         }
         setValue(key, data);
