@@ -5,8 +5,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 
-#include <QJsonDocument>
-#include <QWebSocket>
+#include <QJsonObject>
 
 namespace {
 constexpr double typingThrottle = 1.5;
@@ -36,14 +35,9 @@ void Store::sendTyping(qint64 chatId) {
                 {QStringLiteral("chatId"), QJsonValue(chatId)}});
         return;
     }
-    QWebSocket* link = extraWS.value(r->server);
-    if (extraWSConnected.value(r->server) && link) {
-        const QJsonObject frame{{QStringLiteral("type"), QStringLiteral("typing")},
-                                {QStringLiteral("chatId"), QJsonValue(r->real)}};
-        link->sendTextMessage(
-            QString::fromUtf8(QJsonDocument(frame).toJson(QJsonDocument::Compact)));
+    if (sendOnLink(r->server, {{QStringLiteral("type"), QStringLiteral("typing")},
+                               {QStringLiteral("chatId"), QJsonValue(r->real)}}))
         return;
-    }
     // No live link: the REST form, best effort.
     [](Api restApi, qint64 realChat) -> QCoro::Task<> {
         auto call = restApi.sendTyping(realChat, deviceId());

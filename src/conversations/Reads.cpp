@@ -4,8 +4,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 
-#include <QJsonDocument>
-#include <QWebSocket>
+#include <QJsonObject>
 
 void Store::markRead(qint64 chatId) {
     for (ChatSummary& c : chats) {
@@ -40,13 +39,9 @@ void Store::markRead(qint64 chatId) {
                 {QStringLiteral("messageId"), QJsonValue(*target)}});
     } else {
         const qint64 realMessage = IDCodec::decode(*target).real;
-        QWebSocket* link = extraWS.value(r->server);
-        if (extraWSConnected.value(r->server) && link) {
-            const QJsonObject frame{{QStringLiteral("type"), QStringLiteral("read")},
-                                    {QStringLiteral("chatId"), QJsonValue(r->real)},
-                                    {QStringLiteral("messageId"), QJsonValue(realMessage)}};
-            link->sendTextMessage(
-                QString::fromUtf8(QJsonDocument(frame).toJson(QJsonDocument::Compact)));
+        if (sendOnLink(r->server, {{QStringLiteral("type"), QStringLiteral("read")},
+                                   {QStringLiteral("chatId"), QJsonValue(r->real)},
+                                   {QStringLiteral("messageId"), QJsonValue(realMessage)}})) {
             lastReadSent[chatId] = *target;
         } else {
             // No live link: the REST form, and the mark counts only once it succeeded.

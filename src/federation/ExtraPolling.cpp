@@ -24,7 +24,7 @@ void Store::startExtraPolling() {
             if (!current()) co_return;
             const auto selected = self->selectedChatId();
             if (selected && IDCodec::serverId(*selected) > 0 &&
-                !self->extraWSConnected.value(IDCodec::serverId(*selected))) {
+                !self->linkUp(IDCodec::serverId(*selected))) {
                 auto call = self->refreshExtraChat(*selected);
                 co_await call;
                 if (!current()) co_return;
@@ -103,7 +103,7 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
     notifyDeployReadyIfNeeded(chatId);
     if (selectedChatId() != chatId) co_return;
     markRead(chatId);
-    if (extraWSConnected.value(r->server)) co_return;
+    if (linkUp(r->server)) co_return;
     auto typingCall = r->api.fetchTyping(r->real, deviceId());
     const QList<TypingUser> typers = co_await typingCall;
     if (self) reconcileTyping(chatId, r->server, typers);
@@ -114,8 +114,7 @@ QCoro::Task<> Store::sweepExtraTyping() {
     QList<qint64> targets;
     for (const ChatSummary& c : std::as_const(chats)) {
         const int server = IDCodec::serverId(c.id);
-        if (server > 0 && c.id != selectedChatId() && !extraWSConnected.value(server))
-            targets.push_back(c.id);
+        if (server > 0 && c.id != selectedChatId() && !linkUp(server)) targets.push_back(c.id);
     }
     // One after the other, once per round.
     for (qint64 chatId : targets) {
@@ -144,7 +143,7 @@ void Store::reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& 
 void Store::burstRefreshExtra(qint64 chatId) {
     const int server = IDCodec::serverId(chatId);
     // The primary and linked servers send their events on the link.
-    if (server == 0 || extraWSConnected.value(server)) return;
+    if (server == 0 || linkUp(server)) return;
     [](QPointer<Store> self, qint64 chatId) -> QCoro::Task<> {
         for (double wait : burstWaits) {
             if (!self) co_return;

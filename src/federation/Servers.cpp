@@ -298,7 +298,7 @@ QCoro::Task<> Store::connectExtraServers(bool onlySocketless) {
     QPointer<Store> self(this);
     const QList<ServerProfile> profiles = m_extraServers;
     for (const ServerProfile& profile : profiles) {
-        if (onlySocketless && extraWSConnected.value(profile.serverId)) continue;
+        if (onlySocketless && linkUp(profile.serverId)) continue;
         auto call = connectServer(profile);
         co_await call;
         if (!self) co_return;
@@ -476,7 +476,8 @@ QCoro::Task<> Store::connectDiscoveredServers(QStringList hosts) {
 
 void Store::removeServer(ServerProfile profile) {
     const int server = profile.serverId;
-    closeExtraWS(server);
+    forgetLink(server);
+    emit connectionChanged();
     auto tokens = m_serverTokens;
     tokens.remove(server);
     setServerTokens(tokens);
@@ -489,7 +490,6 @@ void Store::removeServer(ServerProfile profile) {
     // Nothing that carries the number may outlive it: the number comes back.
     serverMeId.remove(server);
     serverAnswering.remove(server);
-    extraReconnectDelay.remove(server);
     serverNamedAccounts.remove(server);
     serverChatAccounts.remove(server);
     extraBotIds.removeIf([&](qint64 id) { return onServer(id); });
@@ -553,7 +553,7 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
             if (p.serverId == server) p.fingerprint = identity.fingerprint;
         setExtraServers(updated);
         // A link opened before the pin speaks plain: it moves onto TLS too.
-        if (extraWS.contains(server) && extraServer(server)) {
+        if (linkOpen(server) && extraServer(server)) {
             closeExtraWS(server);
             connectExtraWSIfNeeded(server);
         }

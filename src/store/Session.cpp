@@ -7,7 +7,7 @@
 #include "net/Pinning.h"
 #include "store/Store.h"
 
-#include <QWebSocket>
+#include "store/ServerLink.h"
 
 namespace {
 
@@ -238,8 +238,8 @@ void Store::logout() {
     }
     clearAllDeliveredNotifications();
     stopExtraPolling();
-    for (int server : extraWS.keys())
-        closeExtraWS(server);
+    for (int server : m_links.keys())
+        if (server != 0) forgetLink(server);
     m_extraServers.clear();
     m_serverTokens.clear();
     serverMeId.clear();
@@ -255,12 +255,7 @@ void Store::logout() {
     hasMore.clear();
     setSelectedChatId(std::nullopt);
     chatSettingsChatId.reset();
-    wsConnected = false;
-    if (QWebSocket* socket = ws.data()) {
-        ws = nullptr;
-        socket->abort();
-        socket->deleteLater();
-    }
+    if (ServerLink* primary = link(0)) primary->close();
     claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
     setClaudeHostName(std::nullopt); // stores the empty name
     m_claudeUsage.reset();

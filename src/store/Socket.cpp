@@ -1,157 +1,137 @@
-// The primary server's live link: opened, proven by a first ping, drained
-// into the event handler, pinged every 20 s, and reconnected with a growing
-// delay. A socket is current only while it is identical to `ws`; callbacks of
-// a replaced socket end quietly.
+// Store's side of the live links: which server each one belongs to, and what
+// the picture does when one comes up, goes down or delivers a frame.
 
-#include "net/Pinning.h"
-#include "net/StrictUtf8.h"
+#include "model/IDCodec.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 
 #include <QJsonDocument>
-#include <QTimer>
-#include <QWebSocket>
 
-namespace {
-const char* const kHandshakeDone = "velmarinHandshakeDone";
-const char* const kPingOutstanding = "velmarinPingOutstanding";
-const char* const kRetired = "velmarinRetired";
-constexpr double pingInterval = 20.0;
-constexpr double maxReconnectDelay = 15.0;
-constexpr std::chrono::milliseconds retiredSocketGrace{10000};
-} // namespace
+bool Store::linkUp(int server) const {
+    const ServerLink* link = m_links.value(server);
+    return link && link->isUp();
+}
+
+bool Store::linkOpen(int server) const {
+    const ServerLink* link = m_links.value(server);
+    return link && link->hasSocket();
+}
+
+ServerLink* Store::link(int server) const {
+    return m_links.value(server);
+}
+
+ServerLink* Store::ensureLink(int server) {
+    if (ServerLink* existing = m_links.value(server)) return existing;
+    auto* link = new ServerLink(timeScale(), this);
+    m_links.insert(server, link);
+    connect(link, &ServerLink::frame, this,
+            [this, server](const QString& text) { handleEvent(text, server); });
+    if (server == 0) {
+        connect(link, &ServerLink::down, this, [this](bool wasUp) {
+            if (wasUp) emit connectionChanged();
+        });
+        link->setWanted([this] { return token.has_value(); });
+        connect(link, &ServerLink::up, this, [this] { onPrimaryUp(); });
+        connect(link, &ServerLink::staleFrame, this, [this] {
+            if (!token) return;
+            // The resync carries whatever the retired socket still delivered.
+            [](QPointer<Store> self) -> QCoro::Task<> {
+                if (self) co_await self->resync();
+            }(QPointer<Store>(this));
+        });
+        connect(link, &ServerLink::reconnectDue, this, [this] {
+            if (token) connectWS();
+        });
+    } else {
+        connect(link, &ServerLink::down, this, &Store::connectionChanged);
+        // A server removed meanwhile stays gone.
+        link->setWanted([this, server] { return extraServer(server) != nullptr; });
+        connect(link, &ServerLink::up, this, [this, server] { onExtraUp(server); });
+        connect(link, &ServerLink::reconnectDue, this,
+                [this, server] { connectExtraWSIfNeeded(server); });
+    }
+    return link;
+}
+
+void Store::forgetLink(int server) {
+    if (ServerLink* link = m_links.take(server)) {
+        link->close();
+        link->deleteLater();
+    }
+}
 
 void Store::connectWS() {
     const auto primary = api();
     const auto url = primary ? primary->wsURL() : std::nullopt;
     if (!url) return;
-    if (QWebSocket* old = ws.data()) {
-        ws = nullptr;
-        retireSocket(old);
-    }
-    // The link is down until the new socket's first pong, whatever the old one was.
-    wsConnected = false;
-    auto* socket = new QWebSocket(QString(), QWebSocketProtocol::VersionLatest, this);
-    ws = socket;
-    PinningDelegate::prepare(socket, *url);
-    // The first ping is the handshake: the link counts as up only at its pong.
-    connect(socket, &QWebSocket::connected, socket, [socket] { socket->ping(); });
-    connect(socket, &QWebSocket::pong, this, [this, socket] {
-        if (ws != socket) return;
-        socket->setProperty(kPingOutstanding, false);
-        if (socket->property(kHandshakeDone).toBool()) return;
-        socket->setProperty(kHandshakeDone, true);
-        onFirstPong(socket);
-    });
-    receiveLoop(socket);
-    socket->open(*url);
+    ensureLink(0)->open(*url);
     emit connectionChanged();
 }
 
-QCoro::Task<> Store::onFirstPong(QPointer<QWebSocket> socket) {
+QCoro::Task<> Store::onPrimaryUp() {
     QPointer<Store> self(this);
-    wsConnected = true;
-    reconnectDelay = 1.0;
     emit connectionChanged();
     sendActive(appActive());
     co_await resync();
     if (!self) co_return;
     co_await flushPendingPrefs();
     if (!self) co_return;
-    // The resync may outlast this socket; the loop ends by itself for a replaced one.
-    if (socket) pingLoop(socket);
     startHostStatusPolling();
 }
 
-// A socket being replaced may still deliver what the server sent before it
-// saw the close. Handling it beside the new socket's copy would count it
-// twice, so it is dropped and a resync follows, which carries it.
-void Store::retireSocket(QWebSocket* socket) {
-    socket->setProperty(kRetired, true);
-    connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
-    QTimer::singleShot(retiredSocketGrace, socket,
-                       &QObject::deleteLater); // a peer that never closes
-    socket->close(QWebSocketProtocol::CloseCodeGoingAway);
+void Store::connectExtraWSIfNeeded(int server) {
+    if (linkOpen(server)) return;
+    const auto serverApi = apiFor(server);
+    const auto url = serverApi ? serverApi->wsURL() : std::nullopt;
+    if (!url) return;
+    ensureLink(server)->open(*url);
 }
 
-void Store::receiveLoop(QWebSocket* socket) {
-    const auto frame = [this, socket](const QString& text) {
-        if (ws == socket) {
-            handleEvent(text, 0);
-        } else if (socket->property(kRetired).toBool() && token) {
-            socket->setProperty(kRetired, false); // one resync covers the rest of its frames
-            [](QPointer<Store> self) -> QCoro::Task<> {
-                if (self) co_await self->resync();
-            }(QPointer<Store>(this));
-        }
-    };
-    connect(socket, &QWebSocket::textMessageReceived, this, frame);
-    connect(socket, &QWebSocket::binaryMessageReceived, this, [frame](const QByteArray& bytes) {
-        if (const auto text = strictUtf8(bytes)) frame(*text);
-    });
-    // A refused connection, a failed handshake and a dropped link all end here.
-    connect(socket, &QWebSocket::disconnected, this, [this, socket] { dropSocket(socket); });
-    connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this,
-            [this, socket] { dropSocket(socket); });
+void Store::closeExtraWS(int server) {
+    if (ServerLink* link = m_links.value(server)) link->close();
+    emit connectionChanged();
 }
 
-void Store::dropSocket(QWebSocket* socket) {
-    if (ws != socket) return;
-    if (wsConnected) {
-        wsConnected = false;
-        emit connectionChanged();
-    }
-    scheduleReconnect();
-}
-
-void Store::pingLoop(QWebSocket* socket) {
-    [](QPointer<Store> self, QPointer<QWebSocket> task) -> QCoro::Task<> {
-        while (true) {
-            co_await self->sleep(pingInterval);
-            if (!self || !task || self->ws != task) co_return;
-            // A peer that went silent never answers: treat the missing pong as a failed ping.
-            if (task->property(kPingOutstanding).toBool()) {
-                self->wsConnected = false;
-                emit self->connectionChanged();
-                task->close(QWebSocketProtocol::CloseCodeGoingAway);
-                self->scheduleReconnect();
-                co_return;
-            }
-            task->setProperty(kPingOutstanding, true);
-            task->ping();
-        }
-    }(QPointer<Store>(this), QPointer<QWebSocket>(socket));
-}
-
-void Store::scheduleReconnect() {
-    if (!token || reconnectScheduled) return;
-    reconnectScheduled = true;
-    const double wait = reconnectDelay;
-    reconnectDelay = std::min(reconnectDelay * 2.0, maxReconnectDelay);
-    [](QPointer<Store> self, double seconds) -> QCoro::Task<> {
-        co_await self->sleep(seconds);
+void Store::onExtraUp(int server) {
+    sendOnLink(server, {{QStringLiteral("type"), QStringLiteral("active")},
+                        {QStringLiteral("active"), appActive()}});
+    emit connectionChanged();
+    // Catch up at once with whatever happened while the link was down.
+    [](QPointer<Store> self, int server) -> QCoro::Task<> {
         if (!self) co_return;
-        self->reconnectScheduled = false;
-        if (self->token && !self->wsConnected) self->connectWS();
-    }(QPointer<Store>(this), wait);
+        if (const ServerProfile* profile = self->extraServer(server)) {
+            auto call = self->connectServer(*profile);
+            co_await call;
+            if (!self) co_return;
+        }
+        const auto selected = self->selectedChatId();
+        if (selected && IDCodec::serverId(*selected) == server) {
+            auto call = self->refreshExtraChat(*selected);
+            co_await call;
+        }
+    }(QPointer<Store>(this), server);
+}
+
+bool Store::sendOnLink(int server, const QJsonObject& payload) {
+    ServerLink* link = m_links.value(server);
+    return link && link->send(payload);
 }
 
 void Store::sendWS(const QJsonObject& payload) {
-    if (!wsConnected || !ws) return;
-    ws->sendTextMessage(QString::fromUtf8(QJsonDocument(payload).toJson(QJsonDocument::Compact)));
+    sendOnLink(0, payload);
 }
 
 void Store::sendActive(bool active) {
     const QJsonObject frame{{QStringLiteral("type"), QStringLiteral("active")},
                             {QStringLiteral("active"), active}};
-    sendWS(frame);
-    const QString text = QString::fromUtf8(QJsonDocument(frame).toJson(QJsonDocument::Compact));
-    for (auto it = extraWS.begin(); it != extraWS.end(); ++it)
-        if (it.value() && extraWSConnected.value(it.key())) it.value()->sendTextMessage(text);
+    for (ServerLink* link : std::as_const(m_links))
+        link->send(frame);
 }
 
 void Store::ensureConnected() {
     startBuildPolling();
     for (const ServerProfile& profile : extraServers())
-        if (!extraWSConnected.value(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
-    if (token && !wsConnected) connectWS();
+        if (!linkUp(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
+    if (token && !linkUp(0)) connectWS();
 }

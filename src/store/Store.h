@@ -22,7 +22,7 @@
 #include <QSet>
 #include <memory>
 
-class QWebSocket;
+class ServerLink;
 class Notifier;
 class Geocoder;
 
@@ -80,20 +80,20 @@ public:
     // MARK: Connection
     QString serverURLString;
     std::optional<QString> token;
-    QPointer<QWebSocket> ws;
-    bool wsConnected = false;
-    double reconnectDelay = 1.0;
-    bool reconnectScheduled = false;
     bool didBootstrap = false;
     bool appActive() const { return m_appActive; }
     void setAppActive(bool active);
 
-    // MARK: Socket
+    // MARK: Links, one per server (the primary is 0)
     void connectWS();
     void sendWS(const QJsonObject& payload);
     void sendActive(bool active);
     void ensureConnected();
-    void scheduleReconnect();
+    bool linkUp(int server) const;
+    // A socket exists, up or still opening.
+    bool linkOpen(int server) const;
+    // Absent until the server's link was first opened.
+    ServerLink* link(int server) const;
 
     // MARK: Events
     void handleEvent(const QString& text, int server);
@@ -157,10 +157,6 @@ public:
     const QHash<int, QString>& serverTokens() const { return m_serverTokens; }
     void setServerTokens(const QHash<int, QString>& tokens);
     QHash<int, qint64> serverMeId;
-    QHash<int, QPointer<QWebSocket>> extraWS;
-    QHash<int, bool> extraWSConnected;
-    QSet<int> extraReconnectScheduled;
-    QHash<int, double> extraReconnectDelay;
     QSet<qint64> extraBotIds;
 
     // MARK: Extra server lifecycle
@@ -188,8 +184,6 @@ public:
     QCoro::Task<> upgradeKeyAuthExtra(ServerProfile profile);
 
     // MARK: Extra server sync
-    void connectExtraWSIfNeeded(int server);
-    void closeExtraWS(int server);
     QCoro::Task<> refreshExtraChat(qint64 chatId);
     // Restarts the one polling loop; it ends while no extra server exists.
     void startExtraPolling();
@@ -717,10 +711,13 @@ signals:
 
 private:
     void init();
-    void receiveLoop(QWebSocket* socket);
-    void pingLoop(QWebSocket* socket);
-    QCoro::Task<> onFirstPong(QPointer<QWebSocket> socket);
-    void dropSocket(QWebSocket* socket);
+    ServerLink* ensureLink(int server);
+    void forgetLink(int server);
+    bool sendOnLink(int server, const QJsonObject& payload);
+    QCoro::Task<> onPrimaryUp();
+    void onExtraUp(int server);
+    void connectExtraWSIfNeeded(int server);
+    void closeExtraWS(int server);
     void handleNewMessage(const Message& message, int server);
     void handleTyping(const WsEvent& event);
     void handleBuildStatus(const WsEvent& event);
@@ -728,11 +725,6 @@ private:
     void handlePresence(const WsEvent& event, int server);
     void handlePresenceSnapshot(const WsEvent& event, int server);
     // Extra servers.
-    void extraReceiveLoop(int server, QWebSocket* socket);
-    void extraPingLoop(int server, QWebSocket* socket);
-    void onExtraPong(int server, QWebSocket* socket);
-    void dropExtraWS(int server, QWebSocket* socket);
-    void scheduleExtraReconnect(int server);
     QCoro::Task<> sweepExtraTyping();
     void reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& typers);
     int adoptServerProfile(const QUrl& base, const QString& fallbackName);
@@ -742,7 +734,6 @@ private:
     QCoro::Task<std::optional<BootstrapResponse>> fetchPrimaryBootstrap();
     QCoro::Task<> refreshSelectedAfterResync();
     QCoro::Task<> connectServerRound(ServerProfile profile);
-    void retireSocket(QWebSocket* socket);
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
     void fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo);
@@ -796,6 +787,7 @@ private:
     QHash<int, QString> m_serverPlatform;
     QHash<int, QString> m_serverOS;
     QList<ServerProfile> m_extraServers;
+    QHash<int, ServerLink*> m_links;
     QHash<int, QString> m_serverTokens;
     quint64 m_extraPollGeneration = 0;
     bool m_extraPolling = false;

@@ -63,7 +63,7 @@ QString ServersViewModel::primaryUrl() const {
 }
 
 QString ServersViewModel::stateOf(const Store& store, int server) {
-    if (store.extraWSConnected.value(server)) return QStringLiteral("live");
+    if (store.linkUp(server)) return QStringLiteral("live");
     if (!store.serverAnswering.contains(server)) return QStringLiteral("connecting");
     return store.serverAnswering.value(server) ? QStringLiteral("polling") : QStringLiteral("down");
 }

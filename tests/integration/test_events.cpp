@@ -40,7 +40,7 @@ private slots:
     void init() {
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*server, "alice");
-        QVERIFY(alice->wsConnected);
+        QVERIFY(alice->linkUp(0));
         bob = signIn(*server, "bob");
         // A fresh conversation per case, so counts of earlier cases do not leak in.
         chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me->id}));
@@ -201,7 +201,7 @@ private slots:
         QVERIFY(bobUser != alice->users.end() && bobUser->lastSeen);
 
         alice->connectWS(); // a fresh link brings a snapshot of this server only
-        QTRY_VERIFY_WITH_TIMEOUT(alice->wsConnected, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(0), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(alice->onlineUserIds.contains(alice->me->id), 5000);
         QVERIFY(alice->onlineUserIds.contains(elsewhere));
         alice->handleEvent(frame({{"type", "presenceSnapshot"}}), 0);
@@ -216,7 +216,7 @@ private slots:
               QString(R"({"type":"read","chatId":"x"})")})
             alice->handleEvent(text, 0);
         QCOMPARE(alice->chats, before);
-        QVERIFY(alice->wsConnected);
+        QVERIFY(alice->linkUp(0));
     }
 };
 

@@ -60,13 +60,14 @@ private slots:
         auto holdsNewestPage = [&] {
             const QList<Message>& local = alice->messages[chat.id];
             return std::all_of(newest.begin(), newest.end(), [&](const Message& m) {
-                return std::any_of(local.begin(), local.end(),
-                                   [&](const Message& l) { return l.id == m.id && l.text == m.text; });
+                return std::any_of(local.begin(), local.end(), [&](const Message& l) {
+                    return l.id == m.id && l.text == m.text;
+                });
             });
         };
-        if (!QTest::qWaitFor([&] { return alice->wsConnected && holdsNewestPage(); }, 30000)) {
+        if (!QTest::qWaitFor([&] { return alice->linkUp(0) && holdsNewestPage(); }, 30000)) {
             const QList<Message>& local = alice->messages[chat.id];
-            qWarning() << "connected" << alice->wsConnected << "local" << local.size() << "last"
+            qWarning() << "connected" << alice->linkUp(0) << "local" << local.size() << "last"
                        << (local.isEmpty() ? 0 : local.last().id) << "server newest"
                        << newest.first().id << newest.last().id;
             QFAIL("the client does not hold the server's newest page");

@@ -4,11 +4,13 @@
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
 #include "net/QRCode.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
 #include "support/ServerClient.h"
 #include "support/ServerProcess.h"
+#include "ui/ServersViewModel.h"
 
 #include <QBuffer>
 #include <QJsonArray>
@@ -85,7 +87,14 @@ class TestFederation : public QObject {
         QCOMPARE(alice->extraServers().size(), 2);
         QCOMPARE(alice->extraServers()[0].serverId, 1);
         QCOMPARE(alice->extraServers()[1].serverId, 2);
-        QTRY_VERIFY_WITH_TIMEOUT(alice->extraWSConnected.value(1), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(1), 10000);
+        QCOMPARE(ServersViewModel::stateOf(*alice, 1), QStringLiteral("live"));
+    }
+
+    // The wait before server's next attempt; 1 s for a link never opened.
+    double linkDelay(int server) const {
+        const ServerLink* link = alice->link(server);
+        return link ? link->reconnectDelay() : 1.0;
     }
 
 private slots:
@@ -169,7 +178,7 @@ private slots:
         alice->me = aliceP.user;
         QSignalSpy merges(alice.get(), &Store::chatsReset);
         alice->connectWS(); // its first pong runs the one resync that fills the list
-        QTRY_VERIFY_WITH_TIMEOUT(alice->wsConnected && merges.count() > 0, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(0) && merges.count() > 0, 10000);
         QVERIFY(alice->chat(known.id));
 
         Hooks hooks(*primary, aliceP);
@@ -220,7 +229,7 @@ private slots:
         QVERIFY(await(alice->addServerPaired(payload.qrString(), QString(), "paired")));
         QCOMPARE(PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(linked->httpUrl()))),
                  std::optional<QString>(made.fingerprint));
-        QTRY_VERIFY_WITH_TIMEOUT(alice->extraWSConnected.value(1), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(1), 10000);
         QStringList linkedTokens{alice->serverTokens().value(1)};
 
         const Account aliceS = signIn(*plain, "alice");
@@ -244,7 +253,7 @@ private slots:
 
         alice.reset();
         alice = std::make_unique<Store>(StoreOptions{0.05});
-        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chatId) && alice->extraWSConnected.value(1), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chatId) && alice->linkUp(1), 10000);
         await(alice->connectServer(alice->extraServers()[1]));
         linkedTokens << alice->serverTokens().value(1);
         plainTokens << alice->serverTokens().value(2);
@@ -279,7 +288,7 @@ private slots:
         const ChatSummary other = await(bobS.api.createGroup("typing", {aliceS.user.id}));
         joinBoth();
         QTest::qWait(300);
-        QVERIFY(!alice->extraWSConnected.value(2));
+        QVERIFY(!alice->linkUp(2));
         const qint64 chatId = global(selected.id, 2);
         alice->setSelectedChatId(chatId);
         await(bobS.api.send(selected.id, "stays"));
@@ -335,7 +344,7 @@ private slots:
     void socketsBackOffEachOnItsOwn() {
         QList<double> delays;
         connect(alice.get(), &Store::connectionChanged, this, [&] {
-            const double d = alice->extraReconnectDelay.value(2, 1.0);
+            const double d = linkDelay(2);
             if (delays.isEmpty() || delays.last() != d) delays.push_back(d);
         });
         joinBoth();
@@ -343,15 +352,15 @@ private slots:
         const int from = int(delays.indexOf(2.0));
         QVERIFY(from >= 0);
         QCOMPARE(delays.mid(from, 4), (QList<double>{2.0, 4.0, 8.0, 15.0}));
-        QVERIFY(!alice->extraWSConnected.value(2));
-        QCOMPARE(alice->extraReconnectDelay.value(1, 1.0), 1.0);
+        QVERIFY(!alice->linkUp(2));
+        QCOMPARE(linkDelay(1), 1.0);
 
         linked->kill();
-        QTRY_VERIFY_WITH_TIMEOUT(!alice->extraWSConnected.value(1), 5000);
-        QVERIFY(alice->extraReconnectDelay.value(1) >= 2.0);
+        QTRY_VERIFY_WITH_TIMEOUT(!alice->linkUp(1), 5000);
+        QVERIFY(linkDelay(1) >= 2.0);
         QVERIFY(linked->restart());
-        QTRY_VERIFY_WITH_TIMEOUT(alice->extraWSConnected.value(1), 10000);
-        QCOMPARE(alice->extraReconnectDelay.value(1), 1.0);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(1), 10000);
+        QCOMPARE(linkDelay(1), 1.0);
     }
 
     void removedServerLeavesNothingAndItsNumberReturns() {
@@ -389,8 +398,8 @@ private slots:
         }
         // A reconnect timer that was waiting fires into nothing.
         QTest::qWait(1500);
-        QVERIFY(!alice->extraWS.contains(2));
-        QVERIFY(!alice->extraWSConnected.value(2));
+        QVERIFY(!alice->linkOpen(2) && !alice->link(2));
+        QVERIFY(!alice->linkUp(2));
         QVERIFY(!alice->chat(chatId));
 
         QVERIFY(await(alice->addServer("again", plain->httpUrl())));

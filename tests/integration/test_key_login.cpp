@@ -50,7 +50,7 @@ private slots:
                 Prefs::shared().boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value());
         }
         Store again({0.01}); // a relaunch: its own upgrade runs and must not register again
-        QTRY_VERIFY_WITH_TIMEOUT(again.wsConnected, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(again.linkUp(0), 10000);
         await(again.upgradeKeyAuth());
         QCOMPARE(*again.token, keyToken);
         // The key-bound token works over the pinned, upgraded address.

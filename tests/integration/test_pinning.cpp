@@ -61,13 +61,13 @@ private slots:
         {
             Store store({0.01});
             QCOMPARE(store.api()->base.scheme(), "https");
-            QTRY_VERIFY_WITH_TIMEOUT(store.wsConnected, 10000);
+            QTRY_VERIFY_WITH_TIMEOUT(store.linkUp(0), 10000);
         }
         PinRegistry::shared().setPin(QString(QByteArray(32, 'z').toBase64()), hostPort());
         Store refused({0.01});
         QTest::qWait(1500);
-        QVERIFY(!refused.wsConnected);
-        QVERIFY(refused.reconnectDelay > 1.0); // it failed and is backing off
+        QVERIFY(!refused.linkUp(0));
+        QVERIFY(refused.link(0)->reconnectDelay() > 1.0); // it failed and is backing off
     }
 };
 

@@ -30,7 +30,7 @@ private slots:
         alice = launchSignedIn(*server, "alice", 1.0);
         notifier = std::make_shared<RecordingNotifier>();
         alice->setNotifier(notifier);
-        QVERIFY(alice->wsConnected);
+        QVERIFY(alice->linkUp(0));
         bob = signIn(*server, "bob");
         chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chat.id), 5000);

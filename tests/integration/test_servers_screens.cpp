@@ -117,8 +117,6 @@ private slots:
         QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("down"));
         store.serverAnswering.insert(7, true);
         QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("polling"));
-        store.extraWSConnected.insert(7, true);
-        QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("live"));
     }
 
     void invitesAreToldFromAddresses_data() {

@@ -198,7 +198,7 @@ private slots:
             QVERIFY2(prefs.contains(key), qPrintable(key));
         QVERIFY(prefs.boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value_or(false));
         QCOMPARE(PinRegistry::shared().allPins(), pins);
-        QVERIFY(!store->token && !store->me && !store->ws && !store->wsConnected);
+        QVERIFY(!store->token && !store->me && !store->linkOpen(0) && !store->linkUp(0));
         QVERIFY(store->chats.isEmpty() && store->users.isEmpty() && store->messages.isEmpty());
         QCOMPARE(store->serverURLString, QString());
         QVERIFY(!store->api());

@@ -1,3 +1,4 @@
+#include "store/ServerLink.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -38,12 +39,12 @@ private slots:
             bare.serverURLString = server->httpUrl();
             bare.token = *alice.api.token;
             bare.connectWS();
-            QVERIFY(bare.ws);
-            QVERIFY(!bare.wsConnected); // nothing counts before the first pong
-            QTRY_VERIFY_WITH_TIMEOUT(bare.wsConnected, 10000);
+            QVERIFY(bare.linkOpen(0));
+            QVERIFY(!bare.linkUp(0)); // nothing counts before the first pong
+            QTRY_VERIFY_WITH_TIMEOUT(bare.linkUp(0), 10000);
         }
         auto store = launchSignedIn(*server, "alice");
-        QCOMPARE(store->reconnectDelay, 1.0);
+        QCOMPARE(store->link(0)->reconnectDelay(), 1.0);
         const Account bob = signIn(*server, "bob");
         QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me->id), 5000);
         store->setAppActive(false);
@@ -52,29 +53,29 @@ private slots:
 
     void activeWhileDownArrivesWithTheNextFirstPong() {
         auto store = launchSignedIn(*server, "alice");
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 10000);
         store->setAppActive(false);
         server->kill();
-        QTRY_VERIFY_WITH_TIMEOUT(!store->wsConnected, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->linkUp(0), 5000);
         store->setAppActive(true); // dropped now: nobody to tell
         QVERIFY(server->restart());
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 15000);
         const Account bob = signIn(*server, "bob");
         QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me->id), 5000);
     }
 
     void backOffDoublesToFifteenAndAPongResetsIt() {
         auto store = launchSignedIn(*server, "alice", 0.02);
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 10000);
         QList<double> delays;
         QList<qint64> attemptsAt;
         QElapsedTimer clock;
         clock.start();
-        QWebSocket* previous = store->ws;
+        int previous = store->link(0)->attempts();
         connect(store.get(), &Store::connectionChanged, this, [&] {
-            if (store->ws == previous) return; // only new sockets are attempts
-            previous = store->ws;
-            delays << store->reconnectDelay;
+            if (store->link(0)->attempts() == previous) return; // only new sockets are attempts
+            previous = store->link(0)->attempts();
+            delays << store->link(0)->reconnectDelay();
             attemptsAt << clock.elapsed();
         });
         server->kill();
@@ -87,28 +88,29 @@ private slots:
             QVERIFY2(attemptsAt[i] - attemptsAt[i - 1] >= qint64(waits[i - 1] * 1000 * 0.02 * 0.8),
                      qPrintable(QString("attempt %1 came too early").arg(i)));
         QVERIFY(server->restart());
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 15000);
-        QCOMPARE(store->reconnectDelay, 1.0);
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 15000);
+        QCOMPARE(store->link(0)->reconnectDelay(), 1.0);
     }
 
     void replacedSocketsEndQuietly() {
         auto store = launchSignedIn(*server, "alice");
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 10000);
-        QPointer<QWebSocket> first = store->ws;
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 10000);
+        const int first = store->link(0)->attempts();
         store->connectWS(); // the old socket is closed; its callbacks must change nothing
-        QVERIFY(store->ws != first);
+        QCOMPARE(store->link(0)->attempts(), first + 1);
         QTest::qWait(300);
-        QVERIFY(!store->reconnectScheduled);
-        QCOMPARE(store->reconnectDelay, 1.0);
-        QTRY_VERIFY_WITH_TIMEOUT(store->wsConnected, 10000);
+        QVERIFY(!store->link(0)->reconnectScheduled());
+        QCOMPARE(store->link(0)->reconnectDelay(), 1.0);
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 10000);
 
         // Without a token nothing happens and the current socket stays.
-        QPointer<QWebSocket> current = store->ws;
+        const int current = store->link(0)->attempts();
         store->token.reset();
         store->connectWS();
-        QCOMPARE(store->ws, current);
-        store->scheduleReconnect(); // a logged-out store schedules nothing
-        QVERIFY(!store->reconnectScheduled);
+        QCOMPARE(store->link(0)->attempts(), current);
+        QVERIFY(store->linkOpen(0));
+        store->link(0)->scheduleReconnect(); // a logged-out store schedules nothing
+        QVERIFY(!store->link(0)->reconnectScheduled());
     }
 };
 

@@ -59,7 +59,7 @@ private slots:
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*server, "alice");
         alice->setNotifier(std::make_shared<RecordingNotifier>());
-        QVERIFY(alice->wsConnected);
+        QVERIFY(alice->linkUp(0));
         bob = signIn(*server, "bob");
         claude = signIn(*server, "claude");
     }

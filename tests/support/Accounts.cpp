@@ -23,7 +23,7 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
     const bool settled = QTest::qWaitFor(
         [&] {
             // The key registration replaces the socket, whose first pong resyncs once more.
-            return store->wsConnected && store->didBootstrap && !store->resyncRunning() &&
+            return store->linkUp(0) && store->didBootstrap && !store->resyncRunning() &&
                    Prefs::shared().boolean(registered).value_or(false);
         },
         15000);

@@ -96,6 +96,16 @@ bool ServerProcess::restart() {
     return false;
 }
 
+void ServerProcess::pause() {
+    if (m_process && m_process->state() == QProcess::Running)
+        ::kill(pid_t(m_process->processId()), SIGSTOP);
+}
+
+void ServerProcess::resume() {
+    if (m_process && m_process->state() == QProcess::Running)
+        ::kill(pid_t(m_process->processId()), SIGCONT);
+}
+
 void ServerProcess::kill() {
     if (!m_process) return;
     if (m_process->state() != QProcess::NotRunning) {

@@ -30,6 +30,10 @@ public:
     bool start();
     // SIGKILL, as a crash would.
     void kill();
+    // SIGSTOP and SIGCONT: a server that hangs keeps its connections open but
+    // answers nothing, not even a ping.
+    void pause();
+    void resume();
     // Starts it again on the same ports and data directory; retries while a
     // port is still busy.
     bool restart();

@@ -28,7 +28,7 @@ private slots:
         Store store;
         QCOMPARE(store.serverURLString, QString());
         QVERIFY(!store.api());
-        QVERIFY(!store.ws);
+        QVERIFY(!store.linkOpen(0));
         QVERIFY(!store.hostPollRunning());
         QVERIFY(!store.token);
         QVERIFY(store.claudeCodeEnabled());
@@ -43,7 +43,7 @@ private slots:
         QCOMPARE(Prefs::shared().string("primaryBaseURL"), Config::defaultServer());
         QVERIFY(store.api());
         QCOMPARE(*store.api()->token, "old-token");
-        QVERIFY(store.ws); // a logged-in launch opens the link at once
+        QVERIFY(store.linkOpen(0)); // a logged-in launch opens the link at once
         QVERIFY(store.hostPollRunning());
     }
 
@@ -61,7 +61,7 @@ private slots:
         Prefs::shared().setValue("me", QByteArray(R"({"id":"x"})"));
         Store store;
         QVERIFY(!store.me);
-        QVERIFY(store.ws);
+        QVERIFY(store.linkOpen(0));
     }
 
     void lookSettingsFallBackToTheFirstCase() {
