@@ -7,10 +7,10 @@
 #include "core/Prefs.h"
 #include "core/PrefsMaps.h"
 #include "net/Pinning.h"
+#include "store/ServerLink.h"
 
 #include <QTimer>
 #include <QUuid>
-#include <QWebSocket>
 #include <qcoro/qcorotimer.h>
 
 Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) {
@@ -20,10 +20,9 @@ Store::Store(Options options, QObject* parent) : QObject(parent), m_options(opti
 
 Store::~Store() {
     flushUserActivity();
-    // Sockets die with the store; their last signals must not reach a half-destroyed
-    // store. That includes a replaced socket still closing.
-    for (QWebSocket* socket : findChildren<QWebSocket*>(Qt::FindDirectChildrenOnly))
-        socket->disconnect(this);
+    // Links die with the store; their last signals must not reach a half-destroyed store.
+    for (ServerLink* link : std::as_const(m_links))
+        link->disconnect(this);
 }
 
 // MARK: Time
