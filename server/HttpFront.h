@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ConnectionGuard.h"
+
 #include <QAbstractHttpServer>
 
 class Router;
@@ -10,15 +12,24 @@ class Router;
 class HttpFront : public QAbstractHttpServer {
     Q_OBJECT
 public:
-    HttpFront(const Router& router, bool webSocket, QObject* parent = nullptr);
+    HttpFront(const Router& router, bool webSocket, qint64 maxUploadBytes,
+              QObject* parent = nullptr);
+
+    // Judges a request by its head, before its body is read: the size its
+    // route allows, and a valid token for uploads and socket upgrades.
+    std::optional<Refusal> screen(const RequestHead& head) const;
+
+    // Bodies of routes that are not uploads stay below this.
+    static constexpr qint64 kMaxPlainBody = 1024 * 1024;
 
 protected:
     bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;
     void missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) override;
 
 private:
-    bool acceptsUpgrade(const QHttpServerRequest& request) const;
+    bool acceptsUpgrade(const QUrl& url) const;
 
     const Router& m_router;
     bool m_webSocket;
+    qint64 m_maxUpload;
 };

@@ -7,7 +7,6 @@
 #include <QObject>
 
 class AgentHost;
-class QTcpServer;
 class SniffingServer;
 
 // The whole server: identity, storage, event hub and the HTTP front on its
@@ -39,5 +38,5 @@ private:
     HttpFront m_front;
     std::unique_ptr<AgentHost> m_agent;
     SniffingServer* m_main = nullptr;
-    QTcpServer* m_plain = nullptr;
+    SniffingServer* m_plain = nullptr;
 };
