@@ -84,6 +84,7 @@ void ConnectionGuard::restartDeadline(qint64 ms) {
 }
 
 void ConnectionGuard::onReadable() {
+    if (!m_socket->isOpen()) return;
     // Qt's parser reads everything after this slot, so each byte shows here once.
     const QByteArray data = m_socket->peek(m_socket->bytesAvailable());
     qsizetype at = 0;

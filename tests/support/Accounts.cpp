@@ -10,26 +10,29 @@
 
 namespace {
 
-// A token of each account that some device of this test process holds, by
-// server and name: the "device already signed in" that pairs a new one.
-QHash<QString, QString>& signedInDevices() {
-    static QHash<QString, QString> tokens;
-    return tokens;
+// A pairing code of each account, by server and name, that a device of this
+// test process got while it was signed in: once a device key guards the
+// account its name no longer signs in, and a new device pairs instead, as a
+// person's second device would.
+QHash<QString, QString>& pairingCodes() {
+    static QHash<QString, QString> codes;
+    return codes;
 }
 
-QString deviceSlot(const ServerProcess& server, const QString& name) {
+QString slotOf(const ServerProcess& server, const QString& name) {
     return server.httpUrl() + u'|' + name.toLower();
 }
 
-// Once a device key guards the account its name no longer signs in: a new
-// device pairs with a code from one that is signed in, as a person would.
+void keepPairingCode(const ServerProcess& server, const QString& name, const Account& account) {
+    const Api::PairCodeResponse made = await(account.api.pairCode());
+    pairingCodes().insert(slotOf(server, name), made.code);
+}
+
 Account pairNewDevice(const ServerProcess& server, const QString& name) {
-    const QString known = signedInDevices().value(deviceSlot(server, name));
-    if (known.isEmpty()) throw std::runtime_error("no signed-in device to pair from");
-    const Api::PairCodeResponse code = await(Api(QUrl(server.httpUrl()), known).pairCode());
+    const QString code = pairingCodes().take(slotOf(server, name));
     const Api anonymous(QUrl(server.httpUrl()), std::nullopt);
     const Api::KeyAuthResponse paired =
-        await(anonymous.pair(code.code, TestKey().publicKey(), QStringLiteral("test device")));
+        await(anonymous.pair(code, TestKey().publicKey(), QStringLiteral("test device")));
     return {Api(QUrl(server.httpUrl()), paired.token), paired.user};
 }
 
@@ -42,11 +45,11 @@ Account signIn(const ServerProcess& server, const QString& name) {
             const LoginResponse login = await(anonymous.login(name));
             return Account{Api(QUrl(server.httpUrl()), login.token), login.user};
         } catch (const std::exception&) {
-            if (!signedInDevices().contains(deviceSlot(server, name))) throw;
+            if (!pairingCodes().contains(slotOf(server, name))) throw;
             return pairNewDevice(server, name);
         }
     }();
-    signedInDevices().insert(deviceSlot(server, name), *account.api.token);
+    keepPairingCode(server, name, account);
     return account;
 }
 
@@ -65,9 +68,6 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
         },
         15000);
     if (!settled) qWarning("launchSignedIn: the store did not settle");
-    // The key registration ended the name token: this store is now the
-    // signed-in device of the account.
-    if (store->token) signedInDevices().insert(deviceSlot(server, name), *store->token);
     // The token upgrade replaces the socket, and that socket's first resync may
     // still be in flight: one more resync here lets it land before the test
     // changes anything a late bootstrap could overwrite.
