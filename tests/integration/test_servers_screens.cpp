@@ -58,15 +58,14 @@ class TestServersScreens : public QObject {
     std::unique_ptr<Store> alice;
 
 private slots:
-    void initTestCase() {
+    // Fresh servers for each test: every test is a new device, and a device
+    // key bound by an earlier one would refuse this one's name sign-in.
+    void init() {
         primary = std::make_unique<ServerProcess>();
         linked = std::make_unique<ServerProcess>();
         plain = std::make_unique<ServerProcess>(socketless());
         for (ServerProcess* s : {primary.get(), linked.get(), plain.get()})
             QVERIFY2(s->start(), qPrintable(s->errorString()));
-    }
-
-    void init() {
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
         QVERIFY(alice->me);
@@ -75,6 +74,9 @@ private slots:
     void cleanup() {
         alice.reset();
         env.reset();
+        primary.reset();
+        linked.reset();
+        plain.reset();
     }
 
     // Two servers side by side: one with a live link, one that only answers
