@@ -58,14 +58,15 @@ class TestServersScreens : public QObject {
     std::unique_ptr<Store> alice;
 
 private slots:
-    // Fresh servers for each test: every test is a new device, and a device
-    // key bound by an earlier one would refuse this one's name sign-in.
-    void init() {
+    void initTestCase() {
         primary = std::make_unique<ServerProcess>();
         linked = std::make_unique<ServerProcess>();
         plain = std::make_unique<ServerProcess>(socketless());
         for (ServerProcess* s : {primary.get(), linked.get(), plain.get()})
             QVERIFY2(s->start(), qPrintable(s->errorString()));
+    }
+
+    void init() {
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
         QVERIFY(alice->me);
@@ -74,9 +75,6 @@ private slots:
     void cleanup() {
         alice.reset();
         env.reset();
-        primary.reset();
-        linked.reset();
-        plain.reset();
     }
 
     // Two servers side by side: one with a live link, one that only answers
