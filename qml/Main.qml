@@ -14,6 +14,14 @@ ApplicationWindow {
     color: Theme.window
     // The family list (Inter, then Noto Color Emoji) comes from the application font.
     font.pixelSize: Theme.body
+    // The standard controls that draw from the palette (menus above all) wear
+    // the design's colours, so no white menu opens in the dark design.
+    palette.window: Theme.surfaceRaised
+    palette.windowText: Theme.text
+    palette.dark: Theme.separator
+    palette.mid: Theme.separator
+    palette.light: Theme.hover
+    palette.midlight: Theme.accentWash
 
     RootView {
         id: root
@@ -37,6 +45,11 @@ ApplicationWindow {
         sequence: "Ctrl+F"
         enabled: AppModel.signedIn && !switcher.opened && !profileSheet.opened
         onActivated: root.focusSearch()
+    }
+    // Quits, also while a tray icon keeps the app when its window closes.
+    Shortcut {
+        sequence: StandardKey.Quit
+        onActivated: Qt.quit()
     }
     // Popups close themselves on Esc; this one steps back in the main layout.
     Shortcut {

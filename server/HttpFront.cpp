@@ -1,6 +1,7 @@
 #include "HttpFront.h"
 
 #include "Router.h"
+#include "TestHooks.h"
 
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
@@ -87,6 +88,7 @@ std::optional<Refusal> HttpFront::screen(const RequestHead& head) const {
 }
 
 bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
+    if (m_hooks) m_hooks->observe(request, socket);
     // Returning true for an upgrade hands the socket to the WebSocket server.
     if (isUpgrade(request)) return acceptsUpgrade(request.url());
     HttpRequest req;
@@ -100,7 +102,9 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     req.origin = header(request, "origin");
     req.contentType = header(request, "content-type");
     QHttpServerResponder responder = makeResponder(request, socket);
-    write(responder, m_router.dispatch(req));
+    const HttpReply reply = m_router.dispatch(req);
+    if (m_hooks && m_hooks->park(req, reply, responder)) return true;
+    write(responder, reply);
     return true;
 }
 

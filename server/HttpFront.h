@@ -5,6 +5,7 @@
 #include <QAbstractHttpServer>
 
 class Router;
+class TestHooks;
 
 // Turns Qt's HTTP requests into router calls and writes the replies. A
 // WebSocket upgrade is let through to Qt's socket server only on the path "ws"
@@ -21,6 +22,8 @@ public:
 
     // Bodies of routes that are not uploads stay below this.
     static constexpr qint64 kMaxPlainBody = 1024 * 1024;
+    // Only a server started for tests has hooks.
+    void setTestHooks(TestHooks* hooks) { m_hooks = hooks; }
 
 protected:
     bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;
@@ -32,4 +35,5 @@ private:
     const Router& m_router;
     bool m_webSocket;
     qint64 m_maxUpload;
+    TestHooks* m_hooks = nullptr;
 };

@@ -84,6 +84,9 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("Folder the agent host shows as its file system (default: "
                         "agent-sandbox in the data directory)."),
          QStringLiteral("dir")},
+        {QStringLiteral("test-hooks"),
+         QStringLiteral("For the client's tests only: routes under api/test/ that hold a "
+                        "bootstrap reply back and list the requests that came without TLS.")},
         {QStringLiteral("seed-demo"),
          QStringLiteral("Seed demo people, groups and agent sessions for the owner, once: "
                         "later starts leave them alone. Implies --agent-host; needs --owner.")},
@@ -200,6 +203,7 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     opts.discovered = splitList(parser.value(QStringLiteral("discovered")));
     if (parser.isSet(QStringLiteral("platform")))
         opts.platform = parser.value(QStringLiteral("platform"));
+    opts.testHooks = parser.isSet(QStringLiteral("test-hooks"));
     if (!applyAgentOptions(parser, opts) || !applyLimits(parser, opts)) return std::nullopt;
     exitCode = 0;
     return opts;

@@ -33,6 +33,8 @@ struct ServerOptions {
     qint64 maxUploadBytes = 64LL * 1024 * 1024;
     // A token unused for this long no longer signs in.
     int tokenIdleDays = 90;
+    // Instruments for the client's tests (TestHooks); never on in use.
+    bool testHooks = false;
 };
 
 // Parses the process arguments. On --help or bad input it prints to the

@@ -20,6 +20,18 @@ void putJson(QJsonObject& obj, const QString& key, const QByteArray& json) {
         obj.insert(key, doc.array());
 }
 
+void putReactions(Storage& db, QJsonObject& obj, qint64 messageId) {
+    QJsonArray list;
+    for (const ReactionRow& r : db.reactions(messageId)) {
+        QJsonArray users;
+        for (const qint64 id : r.userIds)
+            users.append(id);
+        list.append(
+            QJsonObject{{QStringLiteral("emoji"), r.emoji}, {QStringLiteral("userIds"), users}});
+    }
+    if (!list.isEmpty()) obj.insert(QStringLiteral("reactions"), list);
+}
+
 void putReply(Storage& db, QJsonObject& obj, const MessageRow& m) {
     if (!m.replyTo) return;
     const auto quoted = db.message(*m.replyTo);
@@ -80,6 +92,7 @@ QJsonObject message(Storage& db, const MessageRow& m) {
     putJson(obj, QStringLiteral("forwardedFrom"), m.forwardedFrom);
     if (m.transcript) obj.insert(QStringLiteral("transcript"), *m.transcript);
     if (m.editedAt) obj.insert(QStringLiteral("editedAt"), *m.editedAt);
+    putReactions(db, obj, m.id);
     return obj;
 }
 

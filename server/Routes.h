@@ -16,3 +16,5 @@ void addMediaRoutes(Router& router, Context& ctx);
 void addGroupRoutes(Router& router, Context& ctx);
 // Profile and group pictures.
 void addAvatarRoutes(Router& router, Context& ctx);
+// The invite page a person opens in a browser: <base>/join.
+void addJoinPage(Router& router, Context& ctx);

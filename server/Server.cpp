@@ -3,6 +3,7 @@
 #include "Activity.h"
 #include "Routes.h"
 #include "SniffingServer.h"
+#include "TestHooks.h"
 #include "agent/AgentHost.h"
 #include "agent/DemoSeed.h"
 
@@ -40,10 +41,16 @@ Server::Server(ServerOptions options, QObject* parent)
     addMediaRoutes(m_router, m_ctx);
     addGroupRoutes(m_router, m_ctx);
     addAvatarRoutes(m_router, m_ctx);
+    addJoinPage(m_router, m_ctx);
     for (const QString& bot : m_options.bots)
         if (!m_db.userByName(bot)) m_db.createUser(bot, false, true);
     if (!m_options.owner.isEmpty()) m_ctx.ownerId = m_db.ownerAccount(m_options.owner);
     addAgentHostRoutes(m_router, m_ctx);
+    if (m_options.testHooks) {
+        m_hooks = std::make_unique<TestHooks>();
+        m_hooks->addRoutes(m_router);
+        m_front.setTestHooks(m_hooks.get());
+    }
     if (m_options.agentHost) {
         m_agent = std::make_unique<AgentHost>(m_ctx);
         m_ctx.agentHost = m_agent.get();

@@ -8,6 +8,7 @@
 
 class AgentHost;
 class SniffingServer;
+class TestHooks;
 
 // The whole server: identity, storage, event hub and the HTTP front on its
 // listening sockets.
@@ -37,6 +38,7 @@ private:
     Router m_router;
     HttpFront m_front;
     std::unique_ptr<AgentHost> m_agent;
+    std::unique_ptr<TestHooks> m_hooks;
     SniffingServer* m_main = nullptr;
     SniffingServer* m_plain = nullptr;
 };

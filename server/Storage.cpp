@@ -67,6 +67,13 @@ const char* const kSchema[] = {
         edited_at INTEGER,
         deleted INTEGER NOT NULL DEFAULT 0))",
     "CREATE INDEX IF NOT EXISTS messages_by_chat ON messages(chat_id, id)",
+    // One row per person and emoji; a new table, so older files gain it as they open.
+    R"(CREATE TABLE IF NOT EXISTS reactions (
+        message_id INTEGER NOT NULL REFERENCES messages(id) ON DELETE CASCADE,
+        user_id INTEGER NOT NULL,
+        emoji TEXT NOT NULL,
+        created_at INTEGER NOT NULL,
+        PRIMARY KEY (message_id, user_id, emoji)))",
     R"(CREATE TABLE IF NOT EXISTS reads (
         chat_id INTEGER NOT NULL REFERENCES chats(id) ON DELETE CASCADE,
         user_id INTEGER NOT NULL,

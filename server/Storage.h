@@ -58,6 +58,11 @@ struct MessageRow {
     std::optional<qint64> editedAt;
 };
 
+struct ReactionRow {
+    QString emoji;
+    QList<qint64> userIds;
+};
+
 struct ReadRow {
     qint64 userId = 0;
     qint64 lastReadId = 0;
@@ -137,6 +142,9 @@ public:
     QList<qint64> deleteMessage(qint64 id);
     void setTranscript(qint64 id, const QString& transcript);
     QList<ReadRow> reads(qint64 chatId);
+    // Each emoji with the people who gave it, in the order the emoji first came.
+    QList<ReactionRow> reactions(qint64 messageId);
+    void addReaction(qint64 messageId, qint64 userId, const QString& emoji, qint64 at);
     // Moves a read mark forward; false when the stored mark is already ahead.
     bool advanceRead(qint64 chatId, qint64 userId, qint64 messageId, qint64 at);
 

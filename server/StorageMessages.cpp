@@ -135,6 +135,27 @@ QList<ReadRow> Storage::reads(qint64 chatId) {
     return out;
 }
 
+QList<ReactionRow> Storage::reactions(qint64 messageId) {
+    QSqlQuery q = run(QStringLiteral("SELECT emoji, user_id FROM reactions WHERE message_id=? "
+                                     "ORDER BY created_at, rowid"),
+                      {messageId});
+    QList<ReactionRow> out;
+    while (q.next()) {
+        const QString emoji = q.value(0).toString();
+        auto row = std::find_if(out.begin(), out.end(),
+                                [&](const ReactionRow& r) { return r.emoji == emoji; });
+        if (row == out.end()) row = out.insert(out.end(), ReactionRow{emoji, {}});
+        row->userIds.push_back(q.value(1).toLongLong());
+    }
+    return out;
+}
+
+void Storage::addReaction(qint64 messageId, qint64 userId, const QString& emoji, qint64 at) {
+    run(QStringLiteral("INSERT OR IGNORE INTO reactions (message_id, user_id, emoji, created_at) "
+                       "VALUES (?, ?, ?, ?)"),
+        {messageId, userId, emoji, at});
+}
+
 bool Storage::advanceRead(qint64 chatId, qint64 userId, qint64 messageId, qint64 at) {
     QSqlQuery q =
         run(QStringLiteral(R"(INSERT INTO reads (chat_id, user_id, last_read_id, updated_at)

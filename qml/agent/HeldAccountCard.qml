@@ -7,7 +7,6 @@ import Velmarin.Core
 ColumnLayout {
     id: held
     property string holder
-    property string mainEmail
 
     spacing: 4
     RowLayout {
@@ -28,7 +27,7 @@ ColumnLayout {
     Text {
         Layout.fillWidth: true
         text: Loc.lf("%@ keeps this account's own credentials and quota; conversations you move to it run on it. The client's main sign-in stays %@.",
-                     [held.holder, held.mainEmail.length > 0 ? held.mainEmail : held.holder], Loc.revision)
+                     [held.holder, held.holder], Loc.revision)
         color: Theme.textSecondary
         font.pixelSize: Theme.secondary
         wrapMode: Text.Wrap

@@ -76,6 +76,7 @@ Item {
     }
     RemoteFolderBrowser {
         id: folderSheet
+        onJoinByCode: AppModel.openSheet("joinByCode")
     }
     FileSaveModifier {}
 }

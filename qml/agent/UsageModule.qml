@@ -101,7 +101,6 @@ Rectangle {
                             visible: accountCard.modelData.held
                             Layout.fillWidth: true
                             holder: accountCard.modelData.holder
-                            mainEmail: accountCard.modelData.mainEmail
                         }
                         Repeater {
                             model: accountCard.modelData.clients

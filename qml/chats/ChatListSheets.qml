@@ -9,6 +9,7 @@ Item {
 
     function newChat(group) { newChatSheet.openFor(group) }
     function invite(chatId) { inviteSheet.openFor(chatId) }
+    function joinByCode() { joinSheet.open() }
     function confirmDelete(chatId) {
         deleteSheet.chatId = chatId
         deleteSheet.title = Loc.l("Delete this conversation?", Loc.revision)
@@ -25,11 +26,14 @@ Item {
                 sheets.newChat(true)
             else if (name === "invite" && id !== 0)
                 sheets.invite(id)
+            else if (name === "joinByCode")
+                sheets.joinByCode()
         }
     }
 
     NewChatSheet { id: newChatSheet }
     InviteSheet { id: inviteSheet }
+    JoinByCodeView { id: joinSheet }
     ConfirmSheet {
         id: deleteSheet
         objectName: "deleteChatSheet"

@@ -30,7 +30,9 @@ Menu {
     }
     MenuItem {
         text: Loc.l("Invite…", Loc.revision)
-        enabled: menu.actions.canInvite(menu.chatId)
+        // Offered only where it can work: groups.
+        visible: menu.actions.canInvite(menu.chatId)
+        height: visible ? implicitHeight : 0
         onTriggered: menu.inviteAsked(menu.chatId)
     }
     MenuItem {

@@ -16,6 +16,9 @@ Rectangle {
     readonly property bool hasImages: composer.pendingImages.length > 0
     readonly property bool hasFiles: composer.pendingFiles.length > 0
 
+    function openQualityMenu() {
+        attachments.openQualityMenu()
+    }
     function focusDraft() {
         input.forceActiveFocus()
     }
@@ -85,6 +88,7 @@ Rectangle {
         }
 
         PendingAttachments {
+            id: attachments
             Layout.fillWidth: true
             visible: bar.hasImages || bar.hasFiles
             composer: bar.composer
@@ -99,6 +103,14 @@ Rectangle {
                 symbol: "paperclip"
                 label: Loc.l("Attach", Loc.revision)
                 onClicked: picker.active = true
+            }
+            IconButton {
+                objectName: "pasteButton"
+                Layout.alignment: Qt.AlignBottom
+                visible: bar.composer.canPasteImage && !bar.hasImages
+                symbol: "doc.on.clipboard"
+                label: Loc.l("Paste", Loc.revision)
+                onClicked: bar.composer.pasteImage()
             }
             AgentComposerIcons {
                 Layout.alignment: Qt.AlignBottom

@@ -18,8 +18,10 @@ Item {
 
     function jumpTo(messageId) {
         const row = timeline.rowOfMessage(messageId)
-        if (row >= 0)
+        if (row >= 0) {
             list.positionViewAtIndex(row, ListView.Center)
+            list.followNewest = list.atYEnd
+        }
     }
     // The first message that was unread when the conversation opened: the
     // line stays above it while the conversation is open, and the view starts there.
@@ -31,8 +33,24 @@ Item {
         unreadCaptured = true
         unreadFrom = timeline.firstUnreadId()
         const row = unreadFrom !== 0 ? timeline.rowOfMessage(unreadFrom) : -1
-        if (row >= 0)
+        if (row >= 0) {
             list.positionViewAtIndex(row, ListView.Center)
+            list.followNewest = list.atYEnd
+        }
+    }
+    // While the person reads at the bottom, whatever grows or arrives keeps
+    // the newest message in view: bars under the list, a taller composer, a
+    // new reply, a bubble that grows as it is edited in place.
+    function keepNewest() {
+        if (!list.followNewest || list.moving)
+            return
+        list.settling = true
+        Qt.callLater(view.toNewest)
+    }
+    function toNewest() {
+        if (list.followNewest && !list.moving && list.count > 0)
+            list.positionViewAtBeginning()
+        list.settling = false
     }
     function markReadIfAtEnd() {
         if (list.atYEnd && Qt.application.state === Qt.ApplicationActive)
@@ -70,7 +88,15 @@ Item {
             bottomMargin: Theme.pad
             Accessible.role: Accessible.List
             Accessible.name: Loc.l("Messages", Loc.revision)
-            ScrollBar.vertical: ScrollBar {}
+            ScrollBar.vertical: ScrollBar {
+                // A drag of the bar is the person's choice of place, as a flick is.
+                onPressedChanged: if (!pressed) list.followNewest = list.atYEnd
+            }
+            // Whether the view follows the newest message; the person's own
+            // scrolling decides, layout changes do not.
+            property bool followNewest: true
+            // A layout change is being answered; its moves are not the person's.
+            property bool settling: false
 
             delegate: Item {
                 id: rowItem
@@ -121,6 +147,7 @@ Item {
                             maxWidth: view.bubbleMax
                             onJumpTo: id => view.jumpTo(id)
                             onOpenMedia: info => viewer.show(info)
+                            onSaveMedia: (url, name) => saver.ask(url, name)
                             onContextMenu: (x, y) => actions.openFor(rowItem.model, bubbleItem, x, y)
                         }
                     }
@@ -128,9 +155,21 @@ Item {
             }
 
             onAtYBeginningChanged: if (atYBeginning && count > 0 && view.timeline.hasMore) view.timeline.loadOlder()
-            onAtYEndChanged: view.markReadIfAtEnd()
+            onAtYEndChanged: {
+                if (atYEnd)
+                    followNewest = true
+                view.markReadIfAtEnd()
+            }
+            onMovementEnded: followNewest = atYEnd
+            onMovingChanged: if (!moving) followNewest = atYEnd
+            // The wheel moves the view without a flick: any move outside a
+            // layout change is the person's.
+            onContentYChanged: if (!settling && !moving) followNewest = atYEnd
+            onHeightChanged: view.keepNewest()
+            onContentHeightChanged: view.keepNewest()
             onCountChanged: {
                 view.captureUnread()
+                view.keepNewest()
                 view.markReadIfAtEnd()
             }
         }
@@ -151,16 +190,20 @@ Item {
         }
     }
 
+    // Over the list's own bottom edge, so it never covers the agent's bars
+    // (and their Stop button) or the composer under it.
     IconButton {
-        anchors.right: parent.right
-        anchors.bottom: parent.bottom
-        anchors.rightMargin: Theme.padL
-        anchors.bottomMargin: composer.height + Theme.padL
-        visible: !list.atYEnd && list.count > 0
+        objectName: "jumpToNewest"
+        x: list.x + list.width - width - Theme.padL
+        y: list.y + list.height - height - Theme.padL
+        visible: !list.atYEnd && !list.followNewest && list.count > 0
         symbol: "arrow.down"
         label: Loc.l("Newest messages", Loc.revision)
         background: Rectangle { radius: 18; color: Theme.surfaceRaised; border.color: Theme.separator }
-        onClicked: list.positionViewAtBeginning()
+        onClicked: {
+            list.followNewest = true
+            list.positionViewAtBeginning()
+        }
     }
 
     MessageActions {
@@ -174,14 +217,55 @@ Item {
     }
     MediaViewer {
         id: viewer
+        onSaveRequested: (url, name) => saver.ask(url, name)
+    }
+    // The save dialog, made for each save and gone once answered.
+    Loader {
+        id: saver
+        property string url
+        property string name
+        function ask(mediaUrl, fileName) {
+            url = mediaUrl
+            name = fileName
+            active = false
+            active = true
+        }
+        active: false
+        sourceComponent: SaveMediaDialog {
+            onAccepted: Qt.callLater(() => saver.active = false)
+            onRejected: Qt.callLater(() => saver.active = false)
+            Component.onCompleted: ask(saver.url, saver.name)
+        }
+    }
+    // Ways in for the screenshot script: the newest picture zoomed, the
+    // newest file saving to the downloads folder, the quality menu.
+    Connections {
+        target: AppModel
+        function onSheetRequested(name, chatId) {
+            if (name === "picture" && view.timeline.newestPicture().url) {
+                viewer.show(view.timeline.newestPicture())
+                Qt.callLater(() => viewer.zoomTo(2.5))
+            } else if (name === "saveFile" && view.timeline.newestFile().url) {
+                const file = view.timeline.newestFile()
+                AppModel.transfers.save(file.url, AppModel.transfers.suggestedTarget(file.name))
+            } else if (name === "quality") {
+                composer.openQualityMenu()
+            }
+        }
     }
 
+    // Coming back to the window with the conversation on screen reads it.
+    Connections {
+        target: Qt.application
+        function onStateChanged() { view.markReadIfAtEnd() }
+    }
     Connections {
         target: view.timeline
         function onChatIdChanged() {
             view.delegatesMade = 0
             view.unreadFrom = 0
             view.unreadCaptured = false
+            list.followNewest = true
             view.captureUnread()
             composer.focusDraft()
         }

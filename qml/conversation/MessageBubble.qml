@@ -13,6 +13,7 @@ Item {
     signal contextMenu(real x, real y)
     signal jumpTo(var messageId)
     signal openMedia(var info)
+    signal saveMedia(string url, string name)
 
     readonly property bool mine: row.isMine === true
     // The agent's word on this message: queue state, or the prompt it answers.
@@ -26,7 +27,7 @@ Item {
     // Rich text takes its link colour from a style sheet, not from linkColor.
     readonly property string linkStyle: "<style>a { color: " + (mine ? Theme.accentForeground : Theme.accentText) + "; }</style>"
 
-    implicitHeight: body.implicitHeight
+    implicitHeight: body.implicitHeight + (under.visible ? under.implicitHeight + 4 : 0)
     Accessible.role: Accessible.StaticText
     Accessible.name: (mine ? "" : row.senderName + ": ") + (row.text || "") + ", " + (row.time || "")
 
@@ -119,20 +120,13 @@ Item {
                     font.pixelSize: Theme.body
                 }
             }
-            RowLayout {
+            FileChip {
                 visible: bubble.hasFile
-                spacing: Theme.pad
-                Icon {
-                    symbol: bubble.hasFile ? bubble.row.file.icon : ""
-                    color: bubble.ink
-                }
-                Text {
-                    text: bubble.hasFile ? bubble.row.file.name : ""
-                    color: bubble.ink
-                    font.pixelSize: Theme.body
-                    elide: Text.ElideMiddle
-                    Layout.maximumWidth: bubble.innerMax - 32
-                }
+                file: bubble.hasFile ? bubble.row.file : ({})
+                ink: bubble.ink
+                inkSoft: bubble.inkSoft
+                maxWidth: bubble.innerMax
+                onSaveRequested: (url, name) => bubble.saveMedia(url, name)
             }
             Repeater {
                 model: bubble.hasFile ? [] : bubble.row.blocks || []
@@ -180,6 +174,16 @@ Item {
                 }
             }
         }
+    }
+
+    // Reactions and, for own messages in groups, who has read it.
+    BubbleFooter {
+        id: under
+        y: body.height + 4
+        anchors.right: bubble.mine ? parent.right : undefined
+        anchors.left: bubble.mine ? undefined : parent.left
+        width: Math.min(bubble.maxWidth, parent.width)
+        row: bubble.row
     }
 
     Component {

@@ -4,10 +4,25 @@ import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
 
-// The pictures (with a caption) or the files waiting to be sent.
+// The pictures (with a caption and a choice of quality) or the files (with
+// a message to follow them) waiting to be sent.
 ColumnLayout {
     id: pending
     property var composer
+
+    readonly property bool hasImages: composer.pendingImages.length > 0
+
+    function send() {
+        if (hasImages)
+            composer.sendPendingImages(composer.originalQuality)
+        else
+            composer.sendPendingFiles()
+    }
+    // Above its button: below it the menu would run off the window.
+    function openQualityMenu() {
+        if (hasImages)
+            qualityMenu.popup(qualityButton, 0, -qualityMenu.implicitHeight - 4)
+    }
 
     spacing: Theme.pad
 
@@ -87,32 +102,58 @@ ColumnLayout {
         }
     }
 
+    // Pictures take a caption, files a message that follows them.
     VTextField {
         objectName: "imageCaption"
         Layout.fillWidth: true
-        visible: pending.composer.pendingImages.length > 0
-        placeholderText: Loc.l("Add a caption…", Loc.revision)
+        placeholderText: pending.hasImages ? Loc.l("Add a caption…", Loc.revision)
+                                           : Loc.l("Add a message…", Loc.revision)
         text: pending.composer.imageCaption
         onTextChanged: if (text !== pending.composer.imageCaption) pending.composer.imageCaption = text
-        Keys.onReturnPressed: pending.composer.sendPendingImages(pending.composer.originalQuality)
+        Keys.onReturnPressed: pending.send()
+        Keys.onEnterPressed: pending.send()
     }
 
     RowLayout {
         Layout.fillWidth: true
         spacing: Theme.pad
-        ToggleSwitch {
-            Layout.preferredWidth: 40
-            Layout.preferredHeight: 24
-            visible: pending.composer.pendingImages.length > 0
-            label: Loc.l("Original quality", Loc.revision)
-            checked: pending.composer.originalQuality
-            onToggled: pending.composer.originalQuality = checked
+        SecondaryButton {
+            id: qualityButton
+            objectName: "qualityButton"
+            visible: pending.hasImages
+            text: Loc.l("Quality", Loc.revision)
+            symbol: "chevron.down"
+            onClicked: pending.openQualityMenu()
+            Menu {
+                id: qualityMenu
+                objectName: "qualityMenu"
+                MenuItem {
+                    text: Loc.l("Compressed", Loc.revision)
+                    checkable: true
+                    checked: !pending.composer.originalQuality
+                    onTriggered: pending.composer.originalQuality = false
+                }
+                MenuItem {
+                    text: Loc.l("Original quality", Loc.revision)
+                    checkable: true
+                    checked: pending.composer.originalQuality
+                    onTriggered: pending.composer.originalQuality = true
+                }
+            }
         }
         Text {
-            visible: pending.composer.pendingImages.length > 0
-            text: Loc.l("Original quality", Loc.revision)
+            objectName: "originalQualityLabel"
+            visible: pending.hasImages && pending.composer.originalQuality
+            text: Loc.l("Sending at original quality", Loc.revision)
             color: Theme.textSecondary
             font.pixelSize: Theme.secondary
+        }
+        SecondaryButton {
+            objectName: "pasteImage"
+            visible: pending.hasImages && pending.composer.canPasteImage
+            text: Loc.l("Paste", Loc.revision)
+            symbol: "doc.on.clipboard"
+            onClicked: pending.composer.pasteImage()
         }
         Item { Layout.fillWidth: true }
         ProgressBar {
@@ -137,12 +178,7 @@ ColumnLayout {
             enabled: !pending.composer.uploadingMedia
             text: pending.composer.pendingImages.length > 0 ? pending.composer.sendImagesLabel
                                                             : pending.composer.sendFilesLabel
-            onClicked: {
-                if (pending.composer.pendingImages.length > 0)
-                    pending.composer.sendPendingImages(pending.composer.originalQuality)
-                else
-                    pending.composer.sendPendingFiles()
-            }
+            onClicked: pending.send()
         }
     }
 }

@@ -77,6 +77,13 @@ Rectangle {
                 }
                 DeployChip {}
                 IconButton {
+                    objectName: "groupSettingsButton"
+                    visible: AppModel.groupSettings.settingsKindOf(AppModel.selectedChatId) === "group"
+                    symbol: "gearshape.fill"
+                    label: Loc.l("Group settings", Loc.revision)
+                    onClicked: AppModel.openSheet("groupSettings", AppModel.selectedChatId)
+                }
+                IconButton {
                     objectName: "sessionSettingsButton"
                     visible: AppModel.sessionSettings.selectedIsSession
                     symbol: "gearshape.fill"

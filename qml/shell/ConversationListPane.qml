@@ -57,6 +57,9 @@ Rectangle {
                 if (id !== 0)
                     AppModel.selectChat(id)
             }
+            // With text in the field, Esc is the field's: it clears the search
+            // rather than closing the open conversation.
+            Keys.onShortcutOverride: event => event.accepted = event.key === Qt.Key_Escape && text.length > 0
             Keys.onEscapePressed: event => {
                 if (text.length > 0)
                     text = ""
@@ -121,13 +124,32 @@ Rectangle {
             text: Loc.l("New group", Loc.revision)
             onTriggered: sheets.newChat(true)
         }
+        MenuItem {
+            objectName: "joinByCodeItem"
+            text: Loc.l("Join with invite code or QR", Loc.revision)
+            onTriggered: sheets.joinByCode()
+        }
+        MenuItem {
+            text: Loc.l("New AI chat", Loc.revision)
+            onTriggered: AppModel.openSheet("newAIChat")
+        }
+        MenuItem {
+            text: Loc.l("Saved messages", Loc.revision)
+            onTriggered: AppModel.people.openSavedMessages()
+        }
     }
 
+    JoinPrompt {
+        anchors.centerIn: parent
+        width: parent.width
+        visible: AppModel.join.showPrompt && search.text.length === 0
+        onJoin: sheets.joinByCode()
+    }
     EmptyState {
         anchors.centerIn: parent
         width: parent.width
         height: 200
-        visible: pane.chats.count === 0
+        visible: pane.chats.count === 0 && !(AppModel.join.showPrompt && search.text.length === 0)
         symbol: search.text.length > 0 ? "magnifyingglass" : "ellipsis.bubble.fill"
         title: search.text.length > 0 ? Loc.l("No matches", Loc.revision)
                                       : Loc.l("No conversations yet", Loc.revision)

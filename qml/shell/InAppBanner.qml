@@ -26,9 +26,10 @@ Rectangle {
 
     Behavior on y { NumberAnimation { duration: Theme.motionSlow; easing.type: Easing.OutCubic } }
 
-    // A new banner starts its full time again.
+    // A new banner starts its full time again. This reads the notice itself:
+    // `showing` may not have caught up yet when this handler runs.
     onNoticeChanged: {
-        if (showing)
+        if (notice.id !== undefined)
             hideTimer.restart()
         else
             hideTimer.stop()

@@ -53,7 +53,8 @@ Item {
             Layout.fillHeight: true
             sourceComponent: AppModel.section === "Conversation" ? mainView
                            : AppModel.section === "Profile" ? profileModule
-                           : AppModel.section === "Usage" ? usageModule : emptyModule
+                           : AppModel.section === "Usage" ? usageModule
+                           : AppModel.section === "People" ? peopleModule : emptyModule
         }
     }
 
@@ -70,6 +71,10 @@ Item {
         UsageModule {}
     }
     Component {
+        id: peopleModule
+        PeopleModule {}
+    }
+    Component {
         id: emptyModule
         ModulePlaceholder {
             entry: layout.entryFor(AppModel.section)
@@ -78,4 +83,5 @@ Item {
 
     MainMenuDrawer {}
     SessionSheets {}
+    GroupSheets {}
 }

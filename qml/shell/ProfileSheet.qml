@@ -5,12 +5,15 @@ import QtQuick.Templates as T
 import Velmarin
 import Velmarin.Core
 
-// Another person's profile, opened by a velmarin://user/ link: the name and
-// what they tell about themselves, "—" where they tell nothing.
+// Another person's profile, opened by a velmarin://user/ link, the people
+// section or a member of a group: the picture, name and presence, what they
+// tell about themselves ("—" where they tell nothing), the device they last
+// connected with, and the way to write to them.
 Popup {
     id: sheet
     objectName: "profileSheet"
     readonly property var person: AppModel.profileUser
+    readonly property var extra: AppModel.userProfile
 
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
@@ -50,27 +53,34 @@ Popup {
             Accessible.name: text
         }
         RowLayout {
+            Layout.fillWidth: true
             spacing: Theme.padM
-            Rectangle {
-                Layout.preferredWidth: 48
-                Layout.preferredHeight: 48
-                radius: 24
-                color: Theme.surfaceRaised
-                Text {
-                    anchors.centerIn: parent
-                    text: sheet.person.name ? sheet.person.name.charAt(0).toUpperCase() : ""
-                    color: Theme.text
-                    font.pixelSize: 20
-                    font.weight: Font.DemiBold
-                }
+            Avatar {
+                title: sheet.person.name || ""
+                source: sheet.extra.avatarUrl
+                online: sheet.extra.online
+                size: 56
+                ringColor: Theme.surface
             }
-            Text {
+            ColumnLayout {
                 Layout.fillWidth: true
-                text: sheet.person.name || ""
-                color: Theme.text
-                font.pixelSize: Theme.header
-                font.weight: Font.DemiBold
-                elide: Text.ElideRight
+                spacing: 2
+                Text {
+                    Layout.fillWidth: true
+                    text: sheet.person.name || ""
+                    color: Theme.text
+                    font.pixelSize: Theme.header
+                    font.weight: Font.DemiBold
+                    elide: Text.ElideRight
+                }
+                Text {
+                    objectName: "profilePresence"
+                    Layout.fillWidth: true
+                    text: sheet.extra.presence
+                    color: sheet.extra.online ? Theme.online : Theme.textSecondary
+                    font.pixelSize: Theme.secondary
+                    elide: Text.ElideRight
+                }
             }
         }
         Repeater {
@@ -105,11 +115,50 @@ Popup {
                 }
             }
         }
-        PrimaryButton {
-            Layout.alignment: Qt.AlignRight
+        RowLayout {
+            objectName: "profileLastConnected"
+            Layout.fillWidth: true
+            visible: sheet.extra.lastConnected.length > 0
+            spacing: Theme.padM
+            Icon {
+                symbol: sheet.extra.deviceIcon
+                size: 18
+                color: Theme.textSecondary
+            }
+            Text {
+                Layout.fillWidth: true
+                text: sheet.extra.lastConnected
+                color: Theme.textSecondary
+                font.pixelSize: Theme.secondary
+                wrapMode: Text.Wrap
+            }
+        }
+        Text {
+            Layout.fillWidth: true
+            visible: text.length > 0
+            text: sheet.extra.errorText
+            color: Theme.dangerText
+            font.pixelSize: Theme.secondary
+            wrapMode: Text.Wrap
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
+        }
+        RowLayout {
+            Layout.fillWidth: true
             Layout.topMargin: Theme.pad
-            text: Loc.l("Done", Loc.revision)
-            onClicked: sheet.close()
+            spacing: Theme.pad
+            SecondaryButton {
+                objectName: "profileConversationButton"
+                symbol: "message.fill"
+                text: Loc.l("Conversation", Loc.revision)
+                enabled: !sheet.extra.busy
+                onClicked: sheet.extra.startConversation()
+            }
+            Item { Layout.fillWidth: true }
+            PrimaryButton {
+                text: Loc.l("Done", Loc.revision)
+                onClicked: sheet.close()
+            }
         }
     }
 }

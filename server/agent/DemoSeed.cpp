@@ -74,6 +74,12 @@ private:
     }
 
     // The owner has read everything up to `messageId`.
+    void react(qint64 messageId, const QList<std::pair<QString, QList<qint64>>>& given) {
+        for (const auto& [emoji, people] : given)
+            for (const qint64 id : people)
+                m_db.addReaction(messageId, id, emoji, m_now);
+    }
+
     void readUpTo(qint64 chatId, qint64 messageId) {
         m_db.advanceRead(chatId, m_owner.id, messageId, m_now);
     }
@@ -111,14 +117,22 @@ private:
             QStringLiteral("Billing waits for the API keys — see https://example.com/tickets/482 "
                            "and the [runbook](https://example.com/runbook)."),
             280);
-        say(chat, m_owner, QStringLiteral("Photos from the offsite ☀️"), 270, std::nullopt,
-            album());
+        const MessageRow photos =
+            say(chat, m_owner, QStringLiteral("Photos from the offsite ☀️"), 270, std::nullopt,
+                album());
+        react(table.id, {{QStringLiteral("👍"), {m_owner.id, person(0).id, person(2).id}},
+                         {QStringLiteral("🔥"), {person(2).id}}});
+        react(photos.id, {{QStringLiteral("❤️"), {person(0).id, person(1).id}},
+                          {QStringLiteral("😂"), {person(2).id}}});
         say(chat, person(0), QStringLiteral("I'll take the review of `sync_v2` this afternoon."),
             260, table.id);
         const MessageRow last =
             say(chat, person(1),
                 QStringLiteral("Thanks! `git switch review/sync-v2` gets you the branch."), 250);
         readUpTo(chat, last.id);
+        // Two of the others have seen the photos: the owner's newest message shows it.
+        m_db.advanceRead(chat, person(0).id, last.id, m_now);
+        m_db.advanceRead(chat, person(1).id, last.id, m_now);
         m_db.updateChat(chat, {{QStringLiteral("pinned_message_id"), QVariant(table.id)}});
     }
 

@@ -16,6 +16,10 @@ QDBusMessage call(const QString& method) {
 }
 } // namespace
 
+QString FreedesktopNotifier::desktopEntryName() {
+    return QStringLiteral("velmarin");
+}
+
 FreedesktopNotifier::FreedesktopNotifier(QString desktopEntry, QObject* parent)
     : Notifier(parent), m_desktopEntry(std::move(desktopEntry)) {
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -51,7 +55,8 @@ void FreedesktopNotifier::post(const SystemNotification& n) {
     else
         hints.insert(QStringLiteral("suppress-sound"), true);
     QDBusMessage message = call(QStringLiteral("Notify"));
-    message << m_desktopEntry << replaces << QString() << n.title << bodyText(n)
+    // The entry's name doubles as its icon's name (Icon=velmarin).
+    message << QStringLiteral("Velmarin") << replaces << m_desktopEntry << n.title << bodyText(n)
             << QStringList{kDefaultAction, QStringLiteral("Open")} << hints << qint32(-1);
     m_shown.insert(n.identifier, Shown{n, replaces, false});
     auto* watcher =

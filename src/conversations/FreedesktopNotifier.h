@@ -14,6 +14,8 @@ class FreedesktopNotifier : public Notifier {
 public:
     // `desktopEntry`: the application's desktop file id without ".desktop".
     explicit FreedesktopNotifier(QString desktopEntry, QObject* parent = nullptr);
+    // The launcher entry packaging installs (velmarin.desktop), without ".desktop".
+    static QString desktopEntryName();
 
     void post(const SystemNotification& notification) override;
     QList<SystemNotification> delivered() const override;

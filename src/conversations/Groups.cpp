@@ -5,7 +5,17 @@
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
+#include <QHash>
 #include <algorithm>
+
+namespace {
+// Only the newest load of a store's group roles lands, and a role set here
+// outdates every load already under way: loads may answer out of order.
+quint64& rolesGeneration(const Store* store) {
+    static QHash<const Store*, quint64> generations;
+    return generations[store];
+}
+} // namespace
 
 QCoro::Task<std::optional<ChatSummary>> Store::createGroup(QString title, QList<qint64> memberIds) {
     QPointer<Store> self(this);
@@ -126,6 +136,7 @@ QCoro::Task<> Store::loadGroupRoles() {
     QPointer<Store> self(this);
     const auto primary = api();
     if (!primary || !token) co_return;
+    const quint64 generation = ++rolesGeneration(this);
     GroupRolesResponse reply;
     try {
         auto call = primary->groupRoles();
@@ -133,7 +144,7 @@ QCoro::Task<> Store::loadGroupRoles() {
     } catch (const std::exception&) {
         co_return; // part of the background refresh: the next resync tries again
     }
-    if (!self) co_return;
+    if (!self || generation != rolesGeneration(this)) co_return;
     QHash<qint64, QHash<qint64, GroupRole>> next;
     for (const GroupRoleEntry& entry : std::as_const(reply.groupRoles))
         next[entry.chatId][entry.userId] = entry.role;
@@ -153,6 +164,7 @@ QCoro::Task<> Store::setGroupRole(qint64 chatId, qint64 userId, GroupRole role) 
         co_return;
     }
     if (!self) co_return;
+    ++rolesGeneration(this);
     groupRoles[chatId][userId] = role;
     emit groupRolesChanged();
 }

@@ -6,8 +6,6 @@
 #include "store/Prefs.h"
 #include "store/Store.h"
 
-#include "BuildSettings.h"
-
 #include <QRandomGenerator>
 
 namespace {
@@ -41,8 +39,7 @@ NotificationStyle Store::notificationStyle() const {
 
 Notifier& Store::notifier() {
     if (!m_notifier)
-        setNotifier(
-            std::make_shared<FreedesktopNotifier>(QString::fromUtf8(BuildSettings::bundleId)));
+        setNotifier(std::make_shared<FreedesktopNotifier>(FreedesktopNotifier::desktopEntryName()));
     return *m_notifier;
 }
 
@@ -100,7 +97,7 @@ void Store::notifyUserJoined(const User& user) {
     SystemNotification n;
     n.identifier = QStringLiteral("join-%1").arg(user.id);
     n.title = L(QStringLiteral("New contact"));
-    n.body = user.username + QStringLiteral(" joined Velmarin");
+    n.body = user.username + u' ' + L(QStringLiteral("joined Velmarin"));
     n.sound = true;
     notifier().post(n);
 }

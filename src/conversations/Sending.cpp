@@ -3,21 +3,13 @@
 // its transcript, forwards, edits, deletes and pins.
 
 #include "agent/MarkerConfig.h"
+#include "conversations/SpeechLanguage.h"
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
 #include <QFile>
-#include <QLocale>
 
 namespace {
-
-// The language a server should transcribe in: the app's own language when
-// one is chosen, the system's otherwise.
-QString speechLanguageCode() {
-    if (Loc::current() != AppLanguage::system) return rawValue(Loc::current());
-    const QStringList preferred = QLocale::system().uiLanguages();
-    return preferred.isEmpty() ? QStringLiteral("en") : preferred.first().left(2);
-}
 
 // Removes a recording when the send that owns it ends, however it ends.
 struct RemoveFileAtEnd {
@@ -61,7 +53,8 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
     emit timelineChanged(chatId, {TimelineChange::inserted, int(history.size()) - 1, 1});
     updateChatLast(local);
     bumpUserActivity(chatId, local.createdAt);
-    // The agent's session lights its working state here for 12 s (ccOptimisticWorking).
+    if (const ChatSummary* c = chat(chatId); c && isClaudeSessionChat(*c))
+        ccStartOptimisticWorking(chatId, local.createdAt);
 
     const std::optional<qint64> replyReal =
         replyTo ? std::optional(IDCodec::decode(replyTo->id).real) : std::nullopt;
@@ -81,10 +74,10 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
     removeMessage(chatId, tempId);
     upsertMessage(reply);
     updateChatLast(reply);
-    burstRefreshExtra(chatId);
-    // A priority send stops the session once the server has the message
-    // (ccStopSession); an extra server without a live link is refreshed in a
-    // burst (burstRefreshExtra).
+    // Only once the server has the message does the run in progress stop, so
+    // the session takes this one next.
+    if (priority) co_await ccStopSession(chatId);
+    if (self) burstRefreshExtra(chatId);
 }
 
 // MARK: Media
@@ -218,7 +211,7 @@ QCoro::Task<> Store::sendVoiceMessage(qint64 chatId, QByteArray data, QString fi
     meta.clientTranscribe = onDevice;
     if (!onDevice) {
         meta.engine = rawValue(engine);
-        meta.lang = speechLanguageCode();
+        meta.lang = userSpeechLanguageCode();
     }
     Message uploaded;
     try {
@@ -230,7 +223,9 @@ QCoro::Task<> Store::sendVoiceMessage(qint64 chatId, QByteArray data, QString fi
     }
     if (!self) co_return;
     const qint64 realId = uploaded.id;
-    finishSend(uploaded, r->server);
+    remap(uploaded, r->server);
+    upsertMessage(uploaded);
+    updateChatLast(uploaded);
     setLastError(std::nullopt);
     if (onDevice) {
         const QString text = transcript.value_or(QString()).trimmed();
@@ -246,7 +241,9 @@ QCoro::Task<> Store::sendVoiceMessage(qint64 chatId, QByteArray data, QString fi
             // The voice message stays as uploaded.
         }
     }
-    // As with text: burstRefreshExtra for an extra server, ccStopSession for priority.
+    if (!self) co_return;
+    burstRefreshExtra(chatId);
+    if (priority) co_await ccStopSession(chatId);
 }
 
 QCoro::Task<QString> Store::transcribeAudio(QByteArray data) {

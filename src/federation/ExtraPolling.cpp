@@ -44,13 +44,19 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
     const auto r = route(chatId);
     if (!r) co_return;
     QList<Message> page;
-    try {
-        auto call = r->api.messages(r->real, std::nullopt, pageSize);
-        page = co_await call;
-    } catch (const std::exception&) {
-        co_return;
+    // The page replaces what it spans: a page that live events overtook is
+    // asked for again, so a message they brought is not dropped by it.
+    for (int attempt = 1;; ++attempt) {
+        const quint64 mark = stateEventCount(r->server);
+        try {
+            auto call = r->api.messages(r->real, std::nullopt, pageSize);
+            page = co_await call;
+        } catch (const std::exception&) {
+            co_return;
+        }
+        if (!self || !route(chatId)) co_return;
+        if (stateEventCount(r->server) == mark || attempt == maxOvertakenFetches) break;
     }
-    if (!self || !route(chatId)) co_return;
     for (Message& m : page) {
         remap(m, r->server);
         captureCCMarkers(m);

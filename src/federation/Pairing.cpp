@@ -88,7 +88,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
     if (payload) {
         target = normalizedServerURL(payload->url);
         if (target) {
-            if (target->scheme() == QLatin1String("https"))
+            if (pinnable(*target))
                 PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*target));
             serverURLString = target->toString();
         }
@@ -130,8 +130,7 @@ QCoro::Task<bool> Store::addServerPaired(QString input, QString urlField, QStrin
         setLastError(QStringLiteral("Invalid server URL"));
         co_return false;
     }
-    const bool pinnable = base->scheme() == QLatin1String("https");
-    if (payload && pinnable)
+    if (payload && pinnable(*base))
         PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*base));
     co_await DeviceKey::load();
     if (!self) co_return false;
@@ -188,7 +187,10 @@ QString Store::shareableInvite(const QString& code, qint64 chatId) const {
 std::optional<QString> Store::inviteLink(qint64 chatId) const {
     const auto r = routed(chatId);
     if (!r) return std::nullopt;
-    QString base = r->first.base.toString();
+    // An extra server by the address it was given: a browser knows nothing of our pins.
+    const ServerProfile* profile = extraServer(IDCodec::serverId(chatId));
+    const auto given = profile ? normalizedServerURL(profile->url) : std::nullopt;
+    QString base = (given ? *given : r->first.base).toString();
     if (!base.endsWith(QLatin1Char('/'))) base += QLatin1Char('/');
     return base + QStringLiteral("join");
 }
@@ -201,7 +203,11 @@ void Store::openInviteLink(const QUrl& url) {
     if (!base) return;
     const QString target = base->toString();
     const auto primary = api();
-    if (token && primary && primary->base.toString() == target) return;
+    // A pinned server is spoken to over TLS: its plain address is the same server.
+    if (token && primary &&
+        (primary->base.toString() == target ||
+         primary->base == PinRegistry::shared().upgraded(*base)))
+        return;
     if (token && me) {
         [](QPointer<Store> self, QUrl b, QString name) -> QCoro::Task<> {
             if (self) co_await self->addServerByName(b, name, false);

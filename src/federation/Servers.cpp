@@ -9,6 +9,7 @@
 #include "store/Store.h"
 
 #include <QUuid>
+#include <qcoro/qcorosignal.h>
 
 namespace {
 const QString kExtraServers = QStringLiteral("extraServers");
@@ -18,6 +19,11 @@ const QString kFallbackLoginName = QStringLiteral("Ilvar");
 // The person's name on the other server, or the fixed fallback before any session.
 QString loginName(const std::optional<User>& me) {
     return me ? me->username : kFallbackLoginName;
+}
+
+// Every call to an extra server goes to the pinned key once there is one.
+Api pinnedApi(const QUrl& base, std::optional<QString> token) {
+    return Api(PinRegistry::shared().upgraded(base), std::move(token));
 }
 
 QCoro::Task<std::optional<BootstrapResponse>> tryBootstrap(Api api) {
@@ -76,10 +82,11 @@ void Store::loadExtraServers() {
                          .readJson<QList<ServerProfile>>(kExtraServers)
                          .value_or(QList<ServerProfile>{});
     m_serverTokens = prefsmaps::readIntMap<QString>(kServerTokens);
-    // A plain connection has no certificate to pin.
+    // An address that can never move onto TLS has no certificate to pin. A
+    // plain http address keeps its pin: the pin is what moves it onto TLS.
     for (const ServerProfile& profile : std::as_const(m_extraServers)) {
         const auto url = normalizedServerURL(profile.url);
-        if (url && url->scheme() != QLatin1String("https"))
+        if (url && url->scheme() != QLatin1String("https") && !pinnable(*url))
             PinRegistry::shared().removePin(PinRegistry::hostPort(*url));
     }
 }
@@ -110,41 +117,81 @@ void Store::startExtraServerTasksIfAny() {
 
 QCoro::Task<> Store::connectServer(ServerProfile profile) {
     QPointer<Store> self(this);
+    const int server = profile.serverId;
+    if (m_connectingServers.contains(server)) {
+        // The running one may have asked before what this caller needs to see.
+        m_connectAgain.insert(server);
+        while (co_await qCoro(this, &Store::serverConnectFinished) != server) {
+        }
+        co_return;
+    }
+    m_connectingServers.insert(server);
+    do {
+        m_connectAgain.remove(server);
+        co_await connectServerRound(profile);
+        if (!self) co_return;
+        const ServerProfile* current = extraServer(server);
+        if (!current) break;
+        profile = *current;
+    } while (m_connectAgain.contains(server));
+    m_connectingServers.remove(server);
+    m_connectAgain.remove(server);
+    emit serverConnectFinished(server);
+}
+
+QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
+    QPointer<Store> self(this);
     const auto base = normalizedServerURL(profile.url);
     if (!base) co_return;
     const int server = profile.serverId;
     const QString name = loginName(me);
+    // A pin learnt from a pairing code moves a plain address onto TLS before
+    // any token goes out.
+    if (profile.fingerprint && pinnable(*base) &&
+        !PinRegistry::shared().pin(PinRegistry::hostPort(*base)))
+        PinRegistry::shared().setPin(*profile.fingerprint, PinRegistry::hostPort(*base));
+    const auto at = [&base](std::optional<QString> token) { return pinnedApi(*base, token); };
+    const auto keep = [this, server](const QString& token) {
+        auto tokens = m_serverTokens;
+        tokens.insert(server, token);
+        setServerTokens(tokens);
+    };
+    quint64 mark = stateEventCount(server);
     std::optional<BootstrapResponse> reply;
+    std::optional<QString> used;
     if (const auto stored = m_serverTokens.constFind(server); stored != m_serverTokens.constEnd()) {
-        auto call = tryBootstrap(Api(*base, *stored));
-        reply = co_await call;
+        used = *stored;
+        reply = co_await tryBootstrap(at(used));
         if (!self) co_return;
         if (!reply) {
-            auto login = tryKeyLogin(Api(PinRegistry::shared().upgraded(*base), std::nullopt));
-            const auto keyToken = co_await login;
+            used = co_await tryKeyLogin(at(std::nullopt));
             if (!self) co_return;
-            if (keyToken) {
-                auto tokens = m_serverTokens;
-                tokens.insert(server, *keyToken);
-                setServerTokens(tokens);
-                auto again = tryBootstrap(Api(*base, *keyToken));
-                reply = co_await again;
+            if (used) {
+                keep(*used);
+                mark = stateEventCount(server);
+                reply = co_await tryBootstrap(at(used));
                 if (!self) co_return;
             }
         }
     }
     if (!reply) {
-        auto login = tryNameLogin(Api(*base, std::nullopt), name);
-        const auto nameToken = co_await login;
+        used = co_await tryNameLogin(at(std::nullopt), name);
         if (!self) co_return;
-        if (nameToken) {
-            auto tokens = m_serverTokens;
-            tokens.insert(server, *nameToken);
-            setServerTokens(tokens);
-            auto again = tryBootstrap(Api(*base, *nameToken));
-            reply = co_await again;
+        if (used) {
+            keep(*used);
+            mark = stateEventCount(server);
+            reply = co_await tryBootstrap(at(used));
             if (!self) co_return;
         }
+    }
+    // Events of this server that overtook the reply would be undone by it: ask
+    // again (see fetchPrimaryBootstrap for why this is not a replay).
+    for (int attempt = 1; reply && stateEventCount(server) != mark && attempt < maxOvertakenFetches;
+         ++attempt) {
+        mark = stateEventCount(server);
+        auto again = co_await tryBootstrap(at(used));
+        if (!self) co_return;
+        if (again) reply = std::move(again);
     }
     // The profile may have gone while the calls ran.
     if (!extraServer(server)) co_return;
@@ -290,7 +337,7 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
     setLastError(std::nullopt);
     LoginResponse reply;
     try {
-        const Api anonymous(base, std::nullopt);
+        const Api anonymous = pinnedApi(base, std::nullopt);
         auto call = anonymous.login(name);
         reply = co_await call;
     } catch (const std::exception& e) {
@@ -334,7 +381,7 @@ QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
     const QString name = me ? me->username : QStringLiteral("Guest");
     LoginResponse reply;
     try {
-        const Api anonymous(base, std::nullopt);
+        const Api anonymous = pinnedApi(base, std::nullopt);
         auto call = anonymous.loginGuest(name, rawCode);
         reply = co_await call;
     } catch (const std::exception& e) {
@@ -368,7 +415,7 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
         co_return;
     }
     try {
-        const Api target(named ? *named : primary->base, token);
+        const Api target = named ? pinnedApi(*named, token) : Api(primary->base, token);
         auto call = target.joinByCode(rawCode);
         co_await call;
     } catch (const std::exception& e) {
@@ -410,11 +457,11 @@ QCoro::Task<> Store::connectDiscoveredServers(QStringList hosts) {
             known = known || normalizedServerURL(p.url) == base;
         if (known) continue;
         // A probe that leaves nothing behind: a server without a conversation is not joined.
-        auto login = tryNameLogin(Api(*base, std::nullopt), me->username);
+        auto login = tryNameLogin(pinnedApi(*base, std::nullopt), me->username);
         const auto probeToken = co_await login;
         if (!self) co_return;
         if (!probeToken) continue;
-        auto probe = tryBootstrap(Api(*base, *probeToken));
+        auto probe = tryBootstrap(pinnedApi(*base, *probeToken));
         const auto reply = co_await probe;
         if (!self) co_return;
         if (!reply || reply->chats.isEmpty() || !me) continue;
@@ -443,6 +490,17 @@ void Store::removeServer(ServerProfile profile) {
     serverMeId.remove(server);
     serverAnswering.remove(server);
     extraReconnectDelay.remove(server);
+    serverNamedAccounts.remove(server);
+    serverChatAccounts.remove(server);
+    extraBotIds.removeIf([&](qint64 id) { return onServer(id); });
+    const auto without = [server](auto map) {
+        map.remove(server);
+        return map;
+    };
+    setServerClaudeEmail(without(serverClaudeEmail()));
+    setServerClaudeUsage(without(serverClaudeUsage()));
+    setServerOS(without(serverOS()));
+    setServerPlatform(without(serverPlatform()));
     QList<ServerProfile> rest = m_extraServers;
     rest.removeIf([server](const ServerProfile& p) { return p.serverId == server; });
     setExtraServers(rest);
@@ -472,7 +530,7 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
     const QString hostPort = PinRegistry::hostPort(*base);
     Api::ServerIdentityResponse identity;
     try {
-        auto call = Api(*base, std::nullopt).serverIdentity();
+        auto call = pinnedApi(*base, std::nullopt).serverIdentity();
         identity = co_await call;
     } catch (const std::exception&) {
         co_return;
@@ -483,13 +541,18 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
         os.insert(server, *identity.platform);
         setServerOS(os);
     }
-    if (base->scheme() == QLatin1String("https") && !PinRegistry::shared().pin(hostPort)) {
+    if (pinnable(*base) && !PinRegistry::shared().pin(hostPort)) {
         // The first answer is trusted.
         PinRegistry::shared().setPin(identity.fingerprint, hostPort);
         QList<ServerProfile> updated = m_extraServers;
         for (ServerProfile& p : updated)
             if (p.serverId == server) p.fingerprint = identity.fingerprint;
         setExtraServers(updated);
+        // A link opened before the pin speaks plain: it moves onto TLS too.
+        if (extraWS.contains(server) && extraServer(server)) {
+            closeExtraWS(server);
+            connectExtraWSIfNeeded(server);
+        }
     }
     const QString registered = QStringLiteral("deviceKeyRegistered:") + base->toString();
     if (Prefs::shared().boolean(registered).value_or(false)) co_return;
@@ -529,4 +592,7 @@ void Store::startFederationFollowUps(const BootstrapResponse& reply) {
             if (s) co_await s->connectDiscoveredServers(hosts);
         }(self, *reply.discoveredServers);
     }
+    [](QPointer<Store> s) -> QCoro::Task<> {
+        if (s) co_await s->prefetchHistories();
+    }(self);
 }

@@ -199,6 +199,32 @@ UrlError::Code urlErrorCode(const QNetworkReply* reply) {
     }
 }
 
+// A transport failure in plain words; the network layer's own text names
+// sockets and handshakes, which means nothing to the person reading it.
+QString transportText(UrlError::Code code) {
+    switch (code) {
+    case UrlError::Code::CannotFindHost:
+    case UrlError::Code::DnsLookupFailed:
+        return QStringLiteral("No server with that name could be found.");
+    case UrlError::Code::CannotConnectToHost:
+        return QStringLiteral("Could not connect to the server.");
+    case UrlError::Code::NetworkConnectionLost:
+        return QStringLiteral("The network connection was lost.");
+    case UrlError::Code::NotConnectedToInternet:
+        return QStringLiteral("The device appears to be offline.");
+    case UrlError::Code::TimedOut:
+        return QStringLiteral("The request timed out.");
+    case UrlError::Code::Cancelled:
+        return QStringLiteral("The request was cancelled.");
+    case UrlError::Code::SecureConnectionFailed:
+        return QStringLiteral(
+            "A secure connection to the server could not be made: it did not prove its identity.");
+    case UrlError::Code::Other:
+        break;
+    }
+    return QStringLiteral("The connection to the server failed.");
+}
+
 struct Finished {
     int status = 0; // 0: no HTTP response at all
     QByteArray body;
@@ -220,7 +246,10 @@ QCoro::Task<Finished> perform(QNetworkRequest request, QByteArray method, QByteA
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> owner(
         reply, [](QNetworkReply* r) { r->deleteLater(); });
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) throw UrlError(urlErrorCode(reply), reply->errorString());
+    if (!status.isValid()) {
+        const UrlError::Code code = urlErrorCode(reply);
+        throw UrlError(code, transportText(code));
+    }
     co_return Finished{status.toInt(), reply->readAll()};
 }
 

@@ -19,7 +19,8 @@ const char* const refusedProperty = "velmarinPinRefused";
 QHash<QString, QString> readPins() {
     QHash<QString, QString> pins;
     const QVariantMap stored = Prefs::shared().value(pinsKey).toMap();
-    for (auto it = stored.begin(); it != stored.end(); ++it) pins.insert(it.key(), it->toString());
+    for (auto it = stored.begin(); it != stored.end(); ++it)
+        pins.insert(it.key(), it->toString());
     return pins;
 }
 } // namespace
@@ -41,8 +42,8 @@ void PinRegistry::reload() {
 
 QString PinRegistry::hostPort(const QUrl& url) {
     const QString scheme = url.scheme();
-    const int fallback = (scheme == QLatin1String("https") || scheme == QLatin1String("wss")) ? 443
-                                                                                              : 80;
+    const int fallback =
+        (scheme == QLatin1String("https") || scheme == QLatin1String("wss")) ? 443 : 80;
     return url.host() + QLatin1Char(':') + QString::number(url.port(fallback));
 }
 
@@ -55,22 +56,25 @@ std::optional<QString> PinRegistry::pin(const QString& hostPort) const {
 
 void PinRegistry::setPin(const QString& fingerprint, const QString& hostPort) {
     QHash<QString, QString> copy;
+    bool replaced = false;
     {
         QMutexLocker lock(&m_lock);
+        replaced = m_pins.contains(hostPort) && m_pins.value(hostPort) != fingerprint;
         m_pins.insert(hostPort, fingerprint);
         copy = m_pins;
     }
-    store(copy);
+    store(copy, replaced);
 }
 
 void PinRegistry::removePin(const QString& hostPort) {
     QHash<QString, QString> copy;
+    bool removed = false;
     {
         QMutexLocker lock(&m_lock);
-        m_pins.remove(hostPort);
+        removed = m_pins.remove(hostPort) > 0;
         copy = m_pins;
     }
-    store(copy);
+    store(copy, removed);
 }
 
 QHash<QString, QString> PinRegistry::allPins() const {
@@ -78,12 +82,15 @@ QHash<QString, QString> PinRegistry::allPins() const {
     return m_pins;
 }
 
-void PinRegistry::store(const QHash<QString, QString>& pins) {
+void PinRegistry::store(const QHash<QString, QString>& pins, bool changedTrust) {
     QVariantMap map;
-    for (auto it = pins.begin(); it != pins.end(); ++it) map.insert(it.key(), *it);
+    for (auto it = pins.begin(); it != pins.end(); ++it)
+        map.insert(it.key(), *it);
     Prefs::shared().setValue(pinsKey, map);
-    // Pooled connections were verified against the old pin: new requests must shake hands again.
-    Api::session().clearConnectionCache();
+    // Pooled connections were verified against the old pin: new requests must
+    // shake hands again. A first pin leaves them be: clearing the pool tears
+    // down requests in flight, and a plain address moves to a pool of its own.
+    if (changedTrust) Api::session().clearConnectionCache();
 }
 
 QUrl PinRegistry::upgraded(const QUrl& url) const {
@@ -149,14 +156,15 @@ void prepare(QNetworkRequest& request) {
 
 void attach(QNetworkReply* reply) {
     const QString key = PinRegistry::hostPort(reply->url());
-    QObject::connect(reply, &QNetworkReply::sslErrors, reply, [reply, key](const QList<QSslError>&) {
-        const auto pin = PinRegistry::shared().pin(key);
-        if (!pin) return; // ordinary validation decides
-        if (matches(key, *pin, reply->sslConfiguration().peerCertificate()))
-            reply->ignoreSslErrors();
-        else
-            refuse(reply);
-    });
+    QObject::connect(reply, &QNetworkReply::sslErrors, reply,
+                     [reply, key](const QList<QSslError>&) {
+                         const auto pin = PinRegistry::shared().pin(key);
+                         if (!pin) return; // ordinary validation decides
+                         if (matches(key, *pin, reply->sslConfiguration().peerCertificate()))
+                             reply->ignoreSslErrors();
+                         else
+                             refuse(reply);
+                     });
     QObject::connect(reply, &QNetworkReply::encrypted, reply, [reply, key] {
         const auto pin = PinRegistry::shared().pin(key);
         if (pin && !matches(key, *pin, reply->sslConfiguration().peerCertificate())) refuse(reply);
@@ -168,17 +176,20 @@ void prepare(QWebSocket* socket, const QUrl& url) {
     const QString key = PinRegistry::hostPort(url);
     if (!PinRegistry::shared().pin(key)) return;
     socket->setSslConfiguration(pinnedConfiguration());
-    QObject::connect(socket, &QWebSocket::sslErrors, socket, [socket, key](const QList<QSslError>&) {
-        const auto pin = PinRegistry::shared().pin(key);
-        // The live TLS socket is the web socket's child; its peer is the leaf.
-        auto* tls = socket->findChild<QSslSocket*>();
-        if (pin && tls && matches(key, *pin, tls->peerCertificate()))
-            socket->ignoreSslErrors();
-        else
-            socket->abort();
-    });
+    QObject::connect(socket, &QWebSocket::sslErrors, socket,
+                     [socket, key](const QList<QSslError>&) {
+                         const auto pin = PinRegistry::shared().pin(key);
+                         // The live TLS socket is the web socket's child; its peer is the leaf.
+                         auto* tls = socket->findChild<QSslSocket*>();
+                         if (pin && tls && matches(key, *pin, tls->peerCertificate()))
+                             socket->ignoreSslErrors();
+                         else
+                             socket->abort();
+                     });
 }
 
-bool refusedByPin(const QNetworkReply* reply) { return reply->property(refusedProperty).toBool(); }
+bool refusedByPin(const QNetworkReply* reply) {
+    return reply->property(refusedProperty).toBool();
+}
 
 } // namespace PinningDelegate

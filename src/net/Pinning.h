@@ -31,7 +31,7 @@ public:
 
 private:
     PinRegistry();
-    void store(const QHash<QString, QString>& pins);
+    void store(const QHash<QString, QString>& pins, bool changedTrust);
     mutable QMutex m_lock;
     QHash<QString, QString> m_pins;
 };

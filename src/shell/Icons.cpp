@@ -15,6 +15,7 @@ constexpr IconRow rows[] = {
     {"arrow.clockwise", 0xe5d5}, // refresh
     {"arrow.clockwise.circle", 0xe9d8}, // replay_circle_filled
     {"arrow.down", 0xe5db}, // arrow_downward
+    {"arrow.down.circle", 0xe2c4}, // file_download
     {"arrow.down.app", 0xe62a}, // system_update
     {"arrow.down.app.fill", 0xe62a}, // system_update
     {"arrow.up", 0xe5d8}, // arrow_upward
@@ -54,6 +55,7 @@ constexpr IconRow rows[] = {
     {"doc.zipper", 0xeb2c}, // folder_zip
     {"doc", 0xe873}, // description
     {"ellipsis.bubble.fill", 0xe0bf}, // forum
+    {"ellipsis", 0xe5d3}, // more_horiz
     {"envelope.fill", 0xe0be}, // email
     {"eraser", 0xf0ff}, // cleaning_services
     {"exclamationmark.circle", 0xe001}, // error_outline
@@ -80,6 +82,7 @@ constexpr IconRow rows[] = {
     {"line.3.horizontal", 0xe5d2}, // menu
     {"lock.shield", 0xe32a}, // security
     {"magnifyingglass", 0xe8b6}, // search
+    {"minus.magnifyingglass", 0xe900}, // zoom_out
     {"mappin.and.ellipse", 0xe55f}, // place
     {"message.fill", 0xe0c9}, // message
     {"mic.fill", 0xe029}, // mic
@@ -89,6 +92,7 @@ constexpr IconRow rows[] = {
     {"pause.circle.fill", 0xe035}, // pause_circle_filled
     {"pencil", 0xe3c9}, // edit
     {"person.2.fill", 0xe7fb}, // people
+    {"person.badge.plus", 0xe7fe}, // person_add
     {"person.crop.circle.fill", 0xe853}, // account_circle
     {"phone.fill", 0xe0cd}, // phone
     {"photo", 0xe3f4}, // image
@@ -98,6 +102,7 @@ constexpr IconRow rows[] = {
     {"plus", 0xe145}, // add
     {"plus.circle", 0xe148}, // add_circle_outline
     {"plus.circle.fill", 0xe147}, // add_circle
+    {"plus.magnifyingglass", 0xe8ff}, // zoom_in
     {"qrcode.viewfinder", 0xf206}, // qr_code_scanner
     {"rectangle.portrait.and.arrow.right", 0xe9ba}, // logout
     {"repo.git", 0xe97a}, // account_tree

@@ -44,7 +44,9 @@ using Translated = std::array<QString, 3>;
 const QHash<QString, Translated>& table() {
     static const QHash<QString, Translated> hash = [] {
         QHash<QString, Translated> h;
-        for (const auto rows : {translationRows(), agentViewTranslationRows()})
+        for (const auto rows :
+             {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
+              groupsTranslationRows(), bubbleTranslationRows()})
             for (const auto& row : rows)
                 h.insert(QString::fromUtf8(row.en),
                          {fromTable(row.de), fromTable(row.fr), fromTable(row.es)});

@@ -26,5 +26,11 @@ struct SysNoteTemplate {
 std::span<const TranslationRow> translationRows();
 // The texts of the agent session views, kept in a table of their own.
 std::span<const TranslationRow> agentViewTranslationRows();
+// The texts of joining by code and by link.
+std::span<const TranslationRow> joinTranslationRows();
+// The texts of groups, people and profiles.
+std::span<const TranslationRow> groupsTranslationRows();
+// The texts of message bubbles and the composer's pictures and files.
+std::span<const TranslationRow> bubbleTranslationRows();
 // In the order they are tried.
 std::span<const SysNoteTemplate> sysNoteTemplates();

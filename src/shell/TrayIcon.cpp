@@ -4,6 +4,7 @@
 #include "store/Store.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QMenu>
 #include <QPainter>
 #include <QSystemTrayIcon>
@@ -73,6 +74,18 @@ TrayIcon::TrayIcon(Store* store, QWindow* window, QObject* parent)
     connect(store, &Store::badgeChanged, this, &TrayIcon::show);
     show(store->badgeCount());
     m_tray->show();
+    if (m_window) m_window->installEventFilter(this);
+}
+
+// Closing the window from the desktop keeps the app in the tray, as desktop
+// messengers do; quitting (menu, Ctrl+Q) closes it without a spontaneous event.
+bool TrayIcon::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != m_window || event->type() != QEvent::Close || !event->spontaneous() || !m_tray ||
+        !m_tray->isVisible())
+        return QObject::eventFilter(watched, event);
+    m_window->hide();
+    event->ignore();
+    return true;
 }
 
 TrayIcon::~TrayIcon() = default;

@@ -25,6 +25,9 @@ public:
     static QIcon badgedIcon(int count);
     static QString badgeText(int count);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void show(int count);
 

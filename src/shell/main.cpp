@@ -1,6 +1,7 @@
 // The desktop app: one window, one Store for the life of the process, and the
 // QML frame over a C++ view model.
 
+#include "conversations/Notifier.h"
 #include "shell/AppSection.h"
 #include "shell/Icons.h"
 #include "shell/ProcessClock.h"
@@ -70,7 +71,7 @@ LaunchOptions parseArguments(const QStringList& arguments) {
     const QCommandLineOption openSheet(
         QStringLiteral("open-sheet"),
         QStringLiteral("Open this sheet shortly after launch (servers, addServer, pairing, "
-                       "invite, newChat, newGroup)."),
+                       "invite, newChat, newGroup, joinByCode)."),
         QStringLiteral("name"));
     const QCommandLineOption agentSheet(
         QStringLiteral("agent-sheet"),
@@ -193,12 +194,26 @@ void addServersOnLaunch(Store& store, const LaunchOptions& options) {
 
 void openSheetSoon(AppModel& model, const LaunchOptions& options) {
     if (options.openSheet.isEmpty()) return;
-    // After the list has loaded and --open-chat has picked its conversation.
-    QTimer::singleShot(2500, &model, [&model, name = options.openSheet] { model.openSheet(name); });
+    // After sign-in, once the list has loaded and --open-chat has picked its conversation.
+    auto open = [&model, name = options.openSheet] {
+        QTimer::singleShot(2500, &model, [&model, name] { model.openSheet(name); });
+    };
+    if (model.signedIn()) {
+        open();
+        return;
+    }
+    auto done = std::make_shared<QMetaObject::Connection>();
+    *done = QObject::connect(&model, &AppModel::sessionChanged, &model, [&model, open, done] {
+        if (!model.signedIn()) return;
+        QObject::disconnect(*done);
+        open();
+    });
 }
 
 void bringForward(QQuickWindow* window) {
     window->show();
+    if (window->windowStates() & Qt::WindowMinimized)
+        window->setWindowStates(window->windowStates() & ~Qt::WindowMinimized);
     window->raise();
     window->requestActivate();
 }
@@ -260,6 +275,12 @@ int main(int argc, char* argv[]) {
                          model.setApplicationActive(state == Qt::ApplicationActive);
                      });
 
+    // A notification's action opens its conversation in a window that comes forward.
+    QObject::connect(&store.notifier(), &Notifier::activated, window,
+                     [&model, window](qint64 chatId) {
+                         model.selectChat(chatId);
+                         bringForward(window);
+                     });
     TrayIcon tray(&store, window);
     openChatWhenListed(store, model, options);
     addServersOnLaunch(store, options);

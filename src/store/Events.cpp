@@ -8,6 +8,19 @@ namespace {
 constexpr double typingShownFor = 5.0;
 constexpr double typingSweepAfter = 5.2;
 constexpr double buildDeadMan = 90.0;
+
+// Events whose effect a bootstrap reply also carries. Typing and presence are
+// kept as they are by every merge, so they cannot be undone by one.
+bool carriedByBootstrap(const QString& type) {
+    static const QStringList types{
+        QStringLiteral("message"),       QStringLiteral("buildStatus"),
+        QStringLiteral("read"),          QStringLiteral("messageDeleted"),
+        QStringLiteral("messageEdited"), QStringLiteral("messageUpdated"),
+        QStringLiteral("chatCreated"),   QStringLiteral("chatUpdated"),
+        QStringLiteral("chatRemoved"),   QStringLiteral("userJoined"),
+        QStringLiteral("userUpdated")};
+    return types.contains(type);
+}
 } // namespace
 
 void Store::handleEvent(const QString& text, int server) {
@@ -29,6 +42,7 @@ void Store::handleEvent(const QString& text, int server) {
                 id = mapUserId(id, server);
     }
     const QString& type = event.type;
+    if (carriedByBootstrap(type)) ++m_stateEvents[server];
     if (type == QLatin1String("message")) {
         if (event.message) handleNewMessage(*event.message, server);
     } else if (type == QLatin1String("typing")) {
@@ -44,7 +58,13 @@ void Store::handleEvent(const QString& text, int server) {
         upsertMessage(*event.message);
         refreshChatLastIfNeeded(*event.message);
     } else if (type == QLatin1String("chatCreated") || type == QLatin1String("chatUpdated")) {
-        if (event.chat) upsertChat(*event.chat);
+        if (!event.chat) return;
+        upsertChat(*event.chat);
+        // Roles are not part of the record: a change to a group may be one of them.
+        if (server == 0 && event.chat->isGroup())
+            [](QPointer<Store> self) -> QCoro::Task<> {
+                if (self) co_await self->loadGroupRoles();
+            }(QPointer<Store>(this));
     } else if (type == QLatin1String("chatRemoved")) {
         if (event.chatId) removeChat(*event.chatId);
     } else if (type == QLatin1String("userJoined")) {

@@ -9,6 +9,10 @@ QString Store::keyRegisteredKey(const QUrl& base) {
     return QStringLiteral("deviceKeyRegistered:") + PinRegistry::hostPort(base);
 }
 
+bool Store::pinnable(const QUrl& url) {
+    return url.scheme() == QLatin1String("http");
+}
+
 QCoro::Task<> Store::upgradeKeyAuth() {
     QPointer<Store> self(this);
     const auto first = api();
@@ -47,7 +51,8 @@ QCoro::Task<> Store::upgradeKeyAuth() {
         token = reply.token;
         persistMe();
         Prefs::shared().setValue(keyRegisteredKey(first->base), true);
-        qInfo().noquote() << "[Velmarin] key migration: this device now uses its own key-bound token";
+        qInfo().noquote()
+            << "[Velmarin] key migration: this device now uses its own key-bound token";
         emit sessionChanged();
         connectWS();
     } catch (const std::exception& e) {

@@ -5,6 +5,8 @@
 #include "store/IDCodec.h"
 #include "store/Store.h"
 
+#include <qcoro/qcorosignal.h>
+
 namespace {
 constexpr int pageSize = 50;
 constexpr double hostPollInterval = 4.0;
@@ -12,21 +14,60 @@ constexpr double hostPollInterval = 4.0;
 
 QCoro::Task<> Store::resync() {
     QPointer<Store> self(this);
-    const auto primary = api();
-    if (!primary) co_return;
-    BootstrapResponse reply;
-    try {
-        auto call = primary->bootstrap();
-        reply = co_await call;
-    } catch (const std::exception& e) {
-        // Everything stays as it was; the person sees why.
-        if (self) setLastError(describeError(e));
+    if (m_resyncRunning) {
+        // The running resync may have asked before what this caller needs to see.
+        m_resyncAgain = true;
+        co_await qCoro(this, &Store::resyncFinished);
         co_return;
     }
-    if (!self) co_return;
-    mergeBootstrap(reply);
-    startFederationFollowUps(reply);
+    m_resyncRunning = true;
+    do {
+        m_resyncAgain = false;
+        co_await resyncRound();
+        if (!self) co_return;
+    } while (m_resyncAgain);
+    m_resyncRunning = false;
+    emit resyncFinished();
+}
+
+QCoro::Task<> Store::resyncRound() {
+    QPointer<Store> self(this);
+    const std::optional<BootstrapResponse> reply = co_await fetchPrimaryBootstrap();
+    if (!self || !reply) co_return;
+    mergeBootstrap(*reply);
     co_await refreshSelectedAfterResync();
+    if (!self || !token) co_return;
+    startFederationFollowUps(*reply);
+}
+
+// The bootstrap to merge. A reply that live events overtook may predate them,
+// and merging it would undo what they did: a new conversation would vanish, a
+// preview would roll back. Such a reply is dropped and asked for again rather
+// than the events replayed after the merge, because replaying would count
+// their unread marks and notifications twice; a reply asked for after an
+// event carries its effect exactly once. The retries are bounded so that a
+// server that never falls quiet still gets merged.
+QCoro::Task<std::optional<BootstrapResponse>> Store::fetchPrimaryBootstrap() {
+    QPointer<Store> self(this);
+    for (int attempt = 1;; ++attempt) {
+        const auto primary = api();
+        if (!primary || !token) co_return std::nullopt;
+        const QString askedWith = *token;
+        const quint64 mark = stateEventCount(0);
+        BootstrapResponse reply;
+        try {
+            auto call = primary->bootstrap();
+            reply = co_await call;
+        } catch (const std::exception& e) {
+            // Everything stays as it was; the person sees why.
+            if (self) setLastError(describeError(e));
+            co_return std::nullopt;
+        }
+        if (!self || !token) co_return std::nullopt;
+        // Another account signed in meanwhile: this picture is not theirs.
+        if (*token != askedWith && me && reply.me.id != me->id) co_return std::nullopt;
+        if (stateEventCount(0) == mark || attempt == maxOvertakenFetches) co_return reply;
+    }
 }
 
 void Store::mergeBootstrap(const BootstrapResponse& reply) {
@@ -103,10 +144,6 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
         if (!self) co_return;
     }
     co_await loadGroupRoles();
-    if (!self) co_return;
-    [](QPointer<Store> s) -> QCoro::Task<> {
-        if (s) co_await s->prefetchHistories();
-    }(self);
 }
 
 void Store::sanitizeLastMessages(QList<ChatSummary>& list) const {

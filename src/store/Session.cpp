@@ -250,7 +250,8 @@ void Store::logout() {
     chats.clear();
     messages.clear();
     hasMore.clear();
-    m_selectedChatId.reset();
+    setSelectedChatId(std::nullopt);
+    chatSettingsChatId.reset();
     wsConnected = false;
     if (QWebSocket* socket = ws.data()) {
         ws = nullptr;
@@ -258,7 +259,7 @@ void Store::logout() {
         socket->deleteLater();
     }
     claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
-    m_claudeHostName.reset();
+    setClaudeHostName(std::nullopt); // stores the empty name
     m_claudeUsage.reset();
     m_serverClaudeEmail.clear();
     m_serverClaudeUsage.clear();

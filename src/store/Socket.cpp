@@ -8,13 +8,16 @@
 #include "store/Store.h"
 
 #include <QJsonDocument>
+#include <QTimer>
 #include <QWebSocket>
 
 namespace {
 const char* const kHandshakeDone = "velmarinHandshakeDone";
 const char* const kPingOutstanding = "velmarinPingOutstanding";
+const char* const kRetired = "velmarinRetired";
 constexpr double pingInterval = 20.0;
 constexpr double maxReconnectDelay = 15.0;
+constexpr std::chrono::milliseconds retiredSocketGrace{10000};
 } // namespace
 
 void Store::connectWS() {
@@ -23,9 +26,10 @@ void Store::connectWS() {
     if (!url) return;
     if (QWebSocket* old = ws.data()) {
         ws = nullptr;
-        old->close(QWebSocketProtocol::CloseCodeGoingAway);
-        old->deleteLater();
+        retireSocket(old);
     }
+    // The link is down until the new socket's first pong, whatever the old one was.
+    wsConnected = false;
     auto* socket = new QWebSocket(QString(), QWebSocketProtocol::VersionLatest, this);
     ws = socket;
     PinningDelegate::prepare(socket, *url);
@@ -58,15 +62,32 @@ QCoro::Task<> Store::onFirstPong(QPointer<QWebSocket> socket) {
     startHostStatusPolling();
 }
 
+// A socket being replaced may still deliver what the server sent before it
+// saw the close. Handling it beside the new socket's copy would count it
+// twice, so it is dropped and a resync follows, which carries it.
+void Store::retireSocket(QWebSocket* socket) {
+    socket->setProperty(kRetired, true);
+    connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
+    QTimer::singleShot(retiredSocketGrace, socket,
+                       &QObject::deleteLater); // a peer that never closes
+    socket->close(QWebSocketProtocol::CloseCodeGoingAway);
+}
+
 void Store::receiveLoop(QWebSocket* socket) {
-    connect(socket, &QWebSocket::textMessageReceived, this, [this, socket](const QString& text) {
-        if (ws == socket) handleEvent(text, 0);
+    const auto frame = [this, socket](const QString& text) {
+        if (ws == socket) {
+            handleEvent(text, 0);
+        } else if (socket->property(kRetired).toBool() && token) {
+            socket->setProperty(kRetired, false); // one resync covers the rest of its frames
+            [](QPointer<Store> self) -> QCoro::Task<> {
+                if (self) co_await self->resync();
+            }(QPointer<Store>(this));
+        }
+    };
+    connect(socket, &QWebSocket::textMessageReceived, this, frame);
+    connect(socket, &QWebSocket::binaryMessageReceived, this, [frame](const QByteArray& bytes) {
+        if (const auto text = strictUtf8(bytes)) frame(*text);
     });
-    connect(socket, &QWebSocket::binaryMessageReceived, this,
-            [this, socket](const QByteArray& bytes) {
-                if (ws != socket) return;
-                if (const auto text = strictUtf8(bytes)) handleEvent(*text, 0);
-            });
     // A refused connection, a failed handshake and a dropped link all end here.
     connect(socket, &QWebSocket::disconnected, this, [this, socket] { dropSocket(socket); });
     connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this,
@@ -130,7 +151,7 @@ void Store::sendActive(bool active) {
 
 void Store::ensureConnected() {
     startBuildPolling();
-    if (token && !wsConnected) connectWS();
     for (const ServerProfile& profile : extraServers())
         if (!extraWSConnected.value(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
+    if (token && !wsConnected) connectWS();
 }

@@ -24,10 +24,10 @@ Store::Store(Options options, QObject* parent) : QObject(parent), m_options(opti
 
 Store::~Store() {
     flushUserActivity();
-    // Sockets die with the store; their last signals must not reach a half-destroyed store.
-    if (ws) ws->disconnect(this);
-    for (const auto& socket : std::as_const(extraWS))
-        if (socket) socket->disconnect(this);
+    // Sockets die with the store; their last signals must not reach a half-destroyed
+    // store. That includes a replaced socket still closing.
+    for (QWebSocket* socket : findChildren<QWebSocket*>(Qt::FindDirectChildrenOnly))
+        socket->disconnect(this);
 }
 
 // MARK: Time

@@ -97,6 +97,9 @@ public:
 
     // MARK: Events
     void handleEvent(const QString& text, int server);
+    // How many events of a server have changed what its bootstrap carries. A
+    // fetch that started at one count and ends at another was overtaken.
+    quint64 stateEventCount(int server) const { return m_stateEvents.value(server); }
 
     // MARK: Login
     bool suppressAutoLogin = false;
@@ -111,6 +114,8 @@ public:
     QCoro::Task<> selectPrimaryBase();
 
     // MARK: Bootstrap and resync
+    // One run at a time: a call while one runs makes it go round once more
+    // and returns when that round has ended.
     QCoro::Task<> resync();
     // A bootstrap reply merged into the store: a resync without its fetches.
     void mergeBootstrap(const BootstrapResponse& reply);
@@ -124,6 +129,7 @@ public:
     QList<TranscriptionEngine> selectableEngines() const;
     int badgeCount() const { return m_badgeCount; }
     bool hostPollRunning() const { return m_hostPollStarted; }
+    bool resyncRunning() const { return m_resyncRunning; }
 
     // MARK: Ids and routing across servers
     struct Route {
@@ -163,7 +169,8 @@ public:
     // The number a new profile gets: one above the highest in use.
     int nextServerId() const;
     const ServerProfile* extraServer(int server) const;
-    // Silent: the outcome shows only in serverAnswering.
+    // Silent: the outcome shows only in serverAnswering. Runs for one server
+    // never overlap: a call while one runs makes it go round once more.
     QCoro::Task<> connectServer(ServerProfile profile);
     // A bootstrap of an extra server folded into the list; false when the
     // answer was empty and the server's conversations were kept.
@@ -664,6 +671,8 @@ public:
     // MARK: Device key
     QCoro::Task<> upgradeKeyAuth();
     static QString keyRegisteredKey(const QUrl& base);
+    // A plain address whose server's key can be pinned, which then moves it onto TLS.
+    static bool pinnable(const QUrl& url);
 
 signals:
     void sessionChanged();
@@ -700,6 +709,9 @@ signals:
     void deployReady(qint64 chatId, qint64 msgId, DeployTarget target, QString title, QString body);
     void bannerChanged();
     void groupRolesChanged();
+    // A resync, or one server's connectServer, has run its last round.
+    void resyncFinished();
+    void serverConnectFinished(int server);
 
 private:
     void init();
@@ -724,7 +736,11 @@ private:
     int adoptServerProfile(const QUrl& base, const QString& fallbackName);
     QCoro::Task<> joinExtraServer(QUrl base, QString serverToken);
     void startFederationFollowUps(const BootstrapResponse& reply);
+    QCoro::Task<> resyncRound();
+    QCoro::Task<std::optional<BootstrapResponse>> fetchPrimaryBootstrap();
     QCoro::Task<> refreshSelectedAfterResync();
+    QCoro::Task<> connectServerRound(ServerProfile profile);
+    void retireSocket(QWebSocket* socket);
     QCoro::Task<std::optional<LoginResponse>> probeLogin(QString username);
     int insertionIndex(const QList<Message>& list, const Message& message) const;
     void fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo);
@@ -793,6 +809,13 @@ private:
     mutable qint64 m_lastScanChat = 0;
     mutable QHash<qint64, std::shared_ptr<DeployScan>> m_deployScans;
     bool m_hostPollStarted = false;
+    // A fetch that live events keep overtaking is taken as it is after this many tries.
+    static constexpr int maxOvertakenFetches = 4;
+    QHash<int, quint64> m_stateEvents;
+    bool m_resyncRunning = false;
+    bool m_resyncAgain = false;
+    QSet<int> m_connectingServers;
+    QSet<int> m_connectAgain;
     // Conversations and notifications.
     void notifyIfNeeded(const Message& message);
     void showInAppBanner(const Message& message);

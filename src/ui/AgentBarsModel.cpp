@@ -155,7 +155,11 @@ QVariantList AgentBarsModel::modelOptions() const {
     QVariantList out;
     for (const Config::CCModelInfo& info : m_store->modelPickerOptions(chosen))
         out << QVariantMap{{QStringLiteral("id"), info.id},
-                           {QStringLiteral("name"), info.name},
+                           // The inherited entry names the model it stands for.
+                           {QStringLiteral("name"),
+                            info.id.isEmpty()
+                                ? m_store->defaultModelName() + L(QStringLiteral(" (default)"))
+                                : info.name},
                            {QStringLiteral("selected"), info.id == chosen}};
     return out;
 }

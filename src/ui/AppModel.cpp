@@ -49,8 +49,14 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_remoteFiles(std::make_unique<RemoteFilesModel>(store)),
       m_usage(std::make_unique<UsageViewModel>(store)),
       m_claudeSignIn(std::make_unique<ClaudeSignInModel>(store)),
-      m_agent(std::make_unique<AgentBarsModel>(store)) {
+      m_agent(std::make_unique<AgentBarsModel>(store)),
+      m_join(std::make_unique<JoinViewModel>(store)),
+      m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
+      m_people(std::make_unique<PeopleModel>(store)),
+      m_userProfile(std::make_unique<UserProfileModel>(store)),
+      m_transfers(std::make_unique<MediaTransfers>(store)) {
     currentInstance() = this;
+    m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {
         emit sessionChanged();
@@ -114,6 +120,11 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
     qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
     qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
+    qmlRegisterUncreatableType<JoinViewModel>(uri, 1, 0, "JoinViewModel", owned);
+    qmlRegisterUncreatableType<GroupSettingsModel>(uri, 1, 0, "GroupSettingsModel", owned);
+    qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
+    qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
+    qmlRegisterUncreatableType<MediaTransfers>(uri, 1, 0, "MediaTransfers", owned);
     LocNotifier::registerQml(uri);
 }
 
@@ -240,9 +251,15 @@ void AppModel::clearSelection() {
 void AppModel::onSelectionChanged() {
     emit selectionChanged();
     if (!m_store) return;
-    if (const auto id = m_store->selectedChatId())
+    const auto id = m_store->selectedChatId();
+    if (!id) return;
+    [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
+        if (store) co_await store->openChat(chatId);
+    }(m_store, *id);
+    // The context bar's menus and badge show what the host holds, not what it held.
+    if (const ChatSummary* chat = m_store->chat(*id); chat && m_store->isClaudeSessionChat(*chat))
         [](QPointer<Store> store, qint64 chatId) -> QCoro::Task<> {
-            if (store) co_await store->openChat(chatId);
+            if (store) co_await store->ccSyncPrefs(chatId);
         }(m_store, *id);
 }
 

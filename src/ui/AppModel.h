@@ -11,15 +11,20 @@
 #include "ui/ClaudeSignInModel.h"
 #include "ui/ComposerModel.h"
 #include "ui/FolderBrowserModel.h"
+#include "ui/GroupSettingsModel.h"
 #include "ui/InviteViewModel.h"
+#include "ui/JoinViewModel.h"
 #include "ui/LinkRouter.h"
+#include "ui/MediaTransfers.h"
 #include "ui/NewChatViewModel.h"
+#include "ui/PeopleModel.h"
 #include "ui/RemoteFilesModel.h"
 #include "ui/ServersViewModel.h"
 #include "ui/SessionSettingsModel.h"
 #include "ui/TextFileEditorModel.h"
 #include "ui/TimelineModel.h"
 #include "ui/UsageViewModel.h"
+#include "ui/UserProfileModel.h"
 
 #include <QObject>
 #include <QPointer>
@@ -87,6 +92,14 @@ class AppModel : public QObject {
     Q_PROPERTY(QVariantMap banner READ banner NOTIFY bannerChanged)
     // The open conversation's pinned message: {id, sender, text}, or empty.
     Q_PROPERTY(QVariantMap selectedChatPinned READ selectedChatPinned NOTIFY pinnedChanged)
+    // Joining by code, by invite link, and the empty list's prompt.
+    Q_PROPERTY(JoinViewModel* join READ join CONSTANT)
+    // A group's settings, the people section and another person's profile.
+    Q_PROPERTY(GroupSettingsModel* groupSettings READ groupSettings CONSTANT)
+    Q_PROPERTY(PeopleModel* people READ people CONSTANT)
+    Q_PROPERTY(UserProfileModel* userProfile READ userProfile CONSTANT)
+    // Saving and opening the files and pictures of messages.
+    Q_PROPERTY(MediaTransfers* transfers READ transfers CONSTANT)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -165,6 +178,8 @@ public:
     UsageViewModel* usage() const { return m_usage.get(); }
     ClaudeSignInModel* claudeSignIn() const { return m_claudeSignIn.get(); }
     AgentBarsModel* agent() const { return m_agent.get(); }
+    JoinViewModel* join() const { return m_join.get(); }
+    MediaTransfers* transfers() const { return m_transfers.get(); }
     QString selectedChatSubtitle() const;
     bool selectedChatWorking() const;
     QString selectedChatStatusLine() const;
@@ -179,6 +194,9 @@ public:
     Q_INVOKABLE void stopAgent();
     QVariantMap selectedChatPinned() const;
     Q_INVOKABLE void setPinned(qint64 messageId, bool pinned);
+    GroupSettingsModel* groupSettings() const { return m_groupSettings.get(); }
+    PeopleModel* people() const { return m_people.get(); }
+    UserProfileModel* userProfile() const { return m_userProfile.get(); }
 
     // The application came forward or went back.
     void setApplicationActive(bool active);
@@ -222,4 +240,9 @@ private:
     std::unique_ptr<UsageViewModel> m_usage;
     std::unique_ptr<ClaudeSignInModel> m_claudeSignIn;
     std::unique_ptr<AgentBarsModel> m_agent;
+    std::unique_ptr<JoinViewModel> m_join;
+    std::unique_ptr<GroupSettingsModel> m_groupSettings;
+    std::unique_ptr<PeopleModel> m_people;
+    std::unique_ptr<UserProfileModel> m_userProfile;
+    std::unique_ptr<MediaTransfers> m_transfers;
 };

@@ -3,6 +3,8 @@
 // actions on one message.
 
 #include "conversations/ChatPreview.h"
+#include "conversations/InlineMarkdown.h"
+#include "conversations/StyledText.h"
 #include "shell/LocNotifier.h"
 #include "shell/Localisation.h"
 #include "store/Store.h"
@@ -125,7 +127,8 @@ QVariantMap AppModel::banner() const {
             {QStringLiteral("chatId"), b.chatId.value_or(0)},
             {QStringLiteral("title"), b.title},
             {QStringLiteral("sender"), b.sender},
-            {QStringLiteral("text"), b.text}};
+            // A notice reads as plain words: no backticks or stars of markdown.
+            {QStringLiteral("text"), plainText(inlineMarkdown(b.text))}};
 }
 
 void AppModel::dismissBanner() {

@@ -22,7 +22,9 @@ QString ChatActionsModel::titleOf(qint64 chatId) const {
 }
 
 bool ChatActionsModel::canInvite(qint64 chatId) const {
-    return m_store && m_store->chat(chatId) && m_store->routed(chatId).has_value();
+    // Only a group takes people in by code.
+    const ChatSummary* chat = m_store ? m_store->chat(chatId) : nullptr;
+    return chat && chat->isGroup() && m_store->routed(chatId).has_value();
 }
 
 void ChatActionsModel::deleteChat(qint64 chatId) {

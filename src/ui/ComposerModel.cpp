@@ -2,6 +2,7 @@
 
 #include "conversations/ImageEncoding.h"
 #include "conversations/MessageDecor.h"
+#include "shell/LocNotifier.h"
 
 #include <QBuffer>
 #include <QClipboard>
@@ -40,6 +41,9 @@ ComposerModel::ComposerModel(Store* store, QObject* parent) : QObject(parent), m
     connect(store, &Store::uploadsChanged, this, [this](qint64 id) {
         if (id == m_chatId) emit uploadingChanged();
     });
+    // The send button's label is made here, in the language of the moment.
+    connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
+            &ComposerModel::pendingChanged);
     if (QClipboard* board = clipboard())
         connect(board, &QClipboard::dataChanged, this, &ComposerModel::refreshCanPasteImage);
     refreshCanPasteImage();
@@ -226,14 +230,13 @@ QVariantList ComposerModel::pendingFiles() const {
 
 QString ComposerModel::sendImagesLabel() const {
     if (m_images.size() == 1) return L(QStringLiteral("Send Image"));
-    return L(QStringLiteral("Send ")) + QString::number(m_images.size()) +
-           L(QStringLiteral(" Images"));
+    // One text with the count inside, so a language can put the count where it belongs.
+    return Lf(QStringLiteral("Send %@ Images"), QString::number(m_images.size()));
 }
 
 QString ComposerModel::sendFilesLabel() const {
     if (m_files.size() == 1) return L(QStringLiteral("Send File"));
-    return L(QStringLiteral("Send ")) + QString::number(m_files.size()) +
-           L(QStringLiteral(" Files"));
+    return Lf(QStringLiteral("Send %@ Files"), QString::number(m_files.size()));
 }
 
 void ComposerModel::setImageCaption(const QString& caption) {

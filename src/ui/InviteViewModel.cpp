@@ -76,8 +76,12 @@ void InviteViewModel::run(Op op) {
         }
         if (!self || !store || generation != self->m_generation) co_return;
         self->setBusy(false);
-        if (const auto error = store->lastError()) {
-            self->setError(*error);
+        // The server's own words stay in lastError; the sheet says what failed.
+        if (store->lastError()) {
+            self->setError(
+                op == Op::read
+                    ? L(QStringLiteral("Couldn't load the invite. Try again in a moment."))
+                    : L(QStringLiteral("Couldn't change the invite. Try again in a moment.")));
             co_return;
         }
         if (code || withdrawn || op == Op::read) self->setCode(code.value_or(QString()));

@@ -1,5 +1,6 @@
 #include "ui/LoginViewModel.h"
 
+#include "federation/Pairing.h"
 #include "net/QRCode.h"
 #include "shell/Localisation.h"
 #include "store/Prefs.h"
@@ -106,7 +107,13 @@ void LoginViewModel::submitName() {
 void LoginViewModel::joinInvite() {
     const QString code = m_inviteCode.trimmed();
     const QString name = m_name.trimmed();
-    if (code.isEmpty() || name.isEmpty() || m_busy || !m_store) return;
+    if (code.isEmpty() || m_busy || !m_store) return;
+    // A pairing QR of another device of this person: no name needed.
+    if (PairingPayload::parse(code)) {
+        pairDevice(code);
+        return;
+    }
+    if (name.isEmpty()) return;
     if (!code.contains(QLatin1Char('@'))) {
         setNotice(L(QStringLiteral("This code doesn't name its server. Ask for the full invite "
                                    "(code@server) or its QR.")));
@@ -119,6 +126,15 @@ void LoginViewModel::joinInvite() {
         if (store) co_await store->loginWithInvite(who, invite);
         if (self) self->setBusy(false);
     }(this, m_store, name, code);
+}
+
+void LoginViewModel::pairDevice(const QString& payload) {
+    setNotice({});
+    setBusy(true);
+    [](QPointer<LoginViewModel> self, QPointer<Store> store, QString text) -> QCoro::Task<> {
+        if (store) co_await store->pairPrimary(text);
+        if (self) self->setBusy(false);
+    }(this, m_store, payload);
 }
 
 void LoginViewModel::back() {

@@ -39,7 +39,7 @@ public:
     Q_INVOKABLE void appear();
     // "Continue" on the name step.
     Q_INVOKABLE void submitName();
-    // "Join" on the code step.
+    // "Join" on the code step: an invite (code@server), or a pairing QR's text.
     Q_INVOKABLE void joinInvite();
     Q_INVOKABLE void back();
     // A QR image the person picked, or the clipboard's image or text.
@@ -60,6 +60,7 @@ private:
     void setAutoProbing(bool probing);
     void setCodeStep(bool code);
     void setNotice(const QString& notice);
+    void pairDevice(const QString& payload);
     void readLocalHint();
 
     QPointer<Store> m_store;

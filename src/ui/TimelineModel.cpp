@@ -23,7 +23,7 @@ TimelineModel::TimelineModel(Store* store, QObject* parent)
     });
     connect(store, &Store::readsChanged, this, [this](qint64 id) {
         if (id != m_chatId || m_rows.empty()) return;
-        emit dataChanged(index(0), index(int(m_rows.size()) - 1), {ReadStateRole});
+        emit dataChanged(index(0), index(int(m_rows.size()) - 1), {ReadStateRole, ReadByRole});
     });
     connect(store, &Store::typingChanged, this, [this](qint64 id) {
         if (id == m_chatId) emit typingChanged();
@@ -329,6 +329,23 @@ qint64 TimelineModel::lastOwnMessageId() const {
     return 0;
 }
 
+QVariantMap TimelineModel::newestPicture() const {
+    for (auto it = m_items.rbegin(); it != m_items.rend(); ++it) {
+        const Message& m = it->message;
+        if (m.media && m.media->kind == QLatin1String("image")) return mediaMap(*m.media);
+        for (const MediaInfo& item : m.album.value_or(QList<MediaInfo>{}))
+            if (item.kind == QLatin1String("image")) return mediaMap(item);
+    }
+    return {};
+}
+
+QVariantMap TimelineModel::newestFile() const {
+    for (auto it = m_items.rbegin(); it != m_items.rend(); ++it)
+        if (it->message.media && it->message.media->kind == QLatin1String("file"))
+            return messageData(it->message, FileRole).toMap();
+    return {};
+}
+
 const Message* TimelineModel::messageAt(int row) const {
     if (row < 0 || row >= int(m_rows.size())) return nullptr;
     const Row& r = m_rows[size_t(row)];
@@ -492,8 +509,10 @@ QVariant TimelineModel::messageData(const Message& m, int role) const {
     case FileRole: {
         if (!m.media || m.media->kind != QLatin1String("file")) return QVariantMap{};
         const QString name = m.media->name.value_or(m.displayText());
+        const auto url = m_store ? m_store->mediaURL(*m.media) : std::nullopt;
         return QVariantMap{{QStringLiteral("name"), name},
-                           {QStringLiteral("icon"), FileChip::fileIcon(name)}};
+                           {QStringLiteral("icon"), FileChip::fileIcon(name)},
+                           {QStringLiteral("url"), url ? url->toString() : QString()}};
     }
     case TranscriptRole:
         return m.transcript.value_or(QString());
@@ -505,6 +524,14 @@ QVariant TimelineModel::messageData(const Message& m, int role) const {
         return m.isSystemNote() ? LSys(m.systemNoteText()) : QString();
     case EmojiOnlyRole:
         return isEmojiOnly(m.displayText());
+    case ReadByRole: {
+        // In a group, who has read an own message; a direct chat has its tick.
+        QStringList names;
+        if (!m_showsSenders || !isMine(m) || m.id <= 0) return names;
+        for (const Store::ReadReceipt& receipt : m_store->readReceipts(m))
+            names.push_back(receipt.user.username);
+        return names;
+    }
     case ReactionsRole: {
         QVariantList out;
         const qint64 me = m_store && m_store->me ? m_store->me->id : 0;
@@ -547,5 +574,6 @@ QHash<int, QByteArray> TimelineModel::roleNames() const {
             {EmojiOnlyRole, "emojiOnly"},
             {ReactionsRole, "reactions"},
             {GroupStartRole, "groupStart"},
-            {GroupEndRole, "groupEnd"}};
+            {GroupEndRole, "groupEnd"},
+            {ReadByRole, "readBy"}};
 }

@@ -50,7 +50,7 @@ public:
         ForwardedRole, // "Forwarded from <name>" or empty
         MediaRole,     // {kind, url, width, height, name} or empty
         AlbumRole,     // [media...]
-        FileRole,      // {name, icon} for a file, or empty
+        FileRole,      // {name, icon, url} for a file, or empty
         TranscriptRole,
         ReadStateRole, // own messages: "pending", "sent" or "read"; others: empty
         SystemTextRole,
@@ -58,6 +58,7 @@ public:
         ReactionsRole,  // [{emoji, count, mine}]
         GroupStartRole, // the first (oldest) of a run by one sender on one day
         GroupEndRole,   // the last (newest) of such a run: its bubble has the tail corner
+        ReadByRole,     // own messages in groups: the names of those who read it, latest first
     };
     Q_ENUM(Role)
 
@@ -86,6 +87,10 @@ public:
     Q_INVOKABLE int rowOfMessage(qint64 messageId) const;
     // Up on an empty draft edits this one: the newest own message the server has, or 0.
     Q_INVOKABLE qint64 lastOwnMessageId() const;
+    // The newest picture ({kind, url, width, height, name}) or file chip
+    // ({name, icon, url}) on screen, or empty.
+    Q_INVOKABLE QVariantMap newestPicture() const;
+    Q_INVOKABLE QVariantMap newestFile() const;
     // The whole message for actions on it (reply, edit, forward, pin, delete).
     const Message* messageAt(int row) const;
 

@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QTest>
 
 namespace {
@@ -225,6 +226,72 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(bars().working(), 10000);
         QVERIFY(!bars().stopRequested());
         QTRY_COMPARE_WITH_TIMEOUT(stateOf(*store, bars(), next), QStringLiteral("done"), 20000);
+    }
+
+    // The real send lights the status bar at once, before the host has said a
+    // word; a priority send, text or voice, stops the run in progress as soon
+    // as the server has the message.
+    void sendGuessesWorkAndAPrioritySendStopsTheRun_data() {
+        QTest::addColumn<bool>("voice");
+        QTest::newRow("text") << false;
+        QTest::newRow("voice") << true;
+    }
+
+    void sendGuessesWorkAndAPrioritySendStopsTheRun() {
+        QFETCH(bool, voice);
+        const QString text = QStringLiteral("Run the whole test suite");
+        auto sending = store->sendMessage(m_session, text);
+        QVERIFY(store->ccWorking(m_session));
+        QVERIFY(bars().working());
+        await(std::move(sending));
+        qint64 running = 0;
+        for (const Message& m : store->messages.value(m_session))
+            if (m.id > 0 && m.displayText() == text) running = m.id;
+        QVERIFY(running > 0);
+        // The host itself names it in work (the guess would call it that already).
+        QTRY_COMPARE_WITH_TIMEOUT(store->ccProcessingMsgId(m_session), std::optional(running),
+                                  15000);
+
+        if (voice) {
+            QTemporaryFile recording;
+            QVERIFY(recording.open());
+            recording.write("not really m4a");
+            recording.close();
+            recording.setAutoRemove(false);
+            await(store->sendVoiceMessage(m_session, "not really m4a", recording.fileName(),
+                                          std::nullopt, TranscriptionEngine::whisper, true));
+        } else {
+            await(store->sendMessage(m_session, QStringLiteral("Stop, this one first"),
+                                     std::nullopt, true));
+        }
+        QCOMPARE(store->lastError(), std::nullopt);
+        // The host heard "stop": the run in progress ends as stopped.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (const Message& m : store->messages.value(m_session))
+                    if (m.ccAnswersId() == running)
+                        return m.displayText().startsWith("⏹ Stopped");
+                return false;
+            }(),
+            10000);
+    }
+
+    // Opening a session shows what its host holds now, not what it held, and
+    // the model menu names the default model it stands for.
+    void openingASessionPullsItsSettings() {
+        app->clearSelection();
+        const qint64 self = agentkit::selfChat(m_owner);
+        const auto set = agentkit::request(m_owner, self, QStringLiteral("setperm"), {},
+                                           {{"chatId", m_session}, {"perm", "dangerous"}});
+        QVERIFY(set && set->value("ok").toBool());
+        app->selectChat(m_session);
+        QTRY_COMPARE_WITH_TIMEOUT(store->ccPermission(m_session), Config::CCPermission::dangerous,
+                                  15000);
+        const QVariantMap inherited = bars().modelOptions().first().toMap();
+        QCOMPARE(inherited.value("id").toString(), QString());
+        QCOMPARE(inherited.value("name").toString(), store->defaultModelName() + " (default)");
+        QVERIFY(agentkit::request(m_owner, self, QStringLiteral("setperm"), {},
+                                  {{"chatId", m_session}, {"perm", "ask"}}));
     }
 };
 

@@ -1,4 +1,5 @@
 #include "net/Api.h"
+#include "net/Pinning.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
 
@@ -140,6 +141,22 @@ private slots:
         Api::setRequestTimeoutForTesting(Api::requestTimeoutMs);
         QCOMPARE(text, "“127.0.0.1” took too long to respond. Check your connection (Tailscale) "
                        "and try again.");
+
+        // Beyond the mapped codes: plain words too, not the network layer's.
+        PinRegistry::shared().setPin("c29tZW9uZSBlbHNl",
+                                     PinRegistry::hostPort(QUrl(server->httpsUrl())));
+        QCOMPARE(failureOf(Api(QUrl(server->httpsUrl()), std::nullopt).serverIdentity()),
+                 "A secure connection to the server could not be made: it did not prove its "
+                 "identity.");
+        try {
+            await(Api(QUrl(server->httpsUrl()), std::nullopt).uploadBlob(1, "b", "image", "jpg"));
+            QFAIL("a refused key cannot take an upload");
+        } catch (const UrlError& e) {
+            QCOMPARE(e.code(), UrlError::Code::SecureConnectionFailed);
+            QCOMPARE(e.description(), "A secure connection to the server could not be made: it "
+                                      "did not prove its identity.");
+        }
+        PinRegistry::shared().removePin(PinRegistry::hostPort(QUrl(server->httpsUrl())));
     }
 
     void queryItemsAndBodiesOnlyWhenGiven() {
@@ -163,7 +180,8 @@ private slots:
             200, "application/json",
             R"({"id":1,"chatId":4,"senderId":1,"senderName":"a","text":"","createdAt":1})"));
         const Api media(messagePeer.url(), QString("tok"));
-        await(media.uploadMedia(4, "x", {"image", "jpg", "", 640, std::nullopt, true, {}, QString()}));
+        await(media.uploadMedia(4, "x",
+                                {"image", "jpg", "", 640, std::nullopt, true, {}, QString()}));
         QVERIFY(messagePeer.requests.last().startsWith(
             "POST /api/chats/4/media?kind=image&ext=jpg&w=640&client_transcribe=true "));
         await(media.sendAlbum(4, "", {{"image", "f1", 10, 20, QString()}}));

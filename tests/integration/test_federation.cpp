@@ -7,10 +7,13 @@
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
+#include "support/ServerClient.h"
 #include "support/ServerProcess.h"
 
 #include <QBuffer>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -28,10 +31,41 @@ bool holds(const QList<Message>& list, qint64 id) {
     return std::any_of(list.begin(), list.end(), [id](const Message& m) { return m.id == id; });
 }
 
-ServerProcess::Options socketless() {
+ServerProcess::Options withArgs(QStringList args) {
     ServerProcess::Options options;
-    options.extraArgs = {QStringLiteral("--no-websocket")};
+    options.extraArgs = args << QStringLiteral("--test-hooks");
     return options;
+}
+
+// What the server's test hooks say and do, through one of its test users.
+struct Hooks {
+    ServerClient client;
+    Hooks(const ServerProcess& server, const Account& as)
+        : client(server.httpUrl(), *as.api.token) {}
+    bool holdNextBootstrap() { return client.post("api/test/hold-bootstrap").status == 200; }
+    int held() { return client.get("api/test/held").json.value("held").toInt(); }
+    bool release() { return client.post("api/test/release").status == 200; }
+    // The requests that reached the server without TLS, in arrival order:
+    // each its path and the token it carried (empty for none).
+    QList<QPair<QString, QString>> plainRequests() {
+        QList<QPair<QString, QString>> out;
+        const QJsonArray all =
+            client.get("api/test/plain-requests").json.value("requests").toArray();
+        for (const QJsonValue& r : all)
+            out.append(
+                {r.toObject().value("path").toString(), r.toObject().value("token").toString()});
+        return out;
+    }
+    bool anyInClear(const QStringList& tokens, qsizetype from = 0) {
+        for (const auto& [path, token] : plainRequests().mid(from))
+            if (tokens.contains(token) || path == QLatin1String("/api/pair")) return true;
+        return false;
+    }
+};
+
+QString frameOf(const QString& type, const char* key, const QJsonObject& record) {
+    const QJsonObject frame{{"type", type}, {QLatin1String(key), record}};
+    return QString::fromUtf8(QJsonDocument(frame).toJson(QJsonDocument::Compact));
 }
 } // namespace
 
@@ -58,9 +92,9 @@ private slots:
     // Fresh servers for each test: every test is a new device, and a device
     // key bound by an earlier one would refuse this one's name sign-in.
     void init() {
-        primary = std::make_unique<ServerProcess>();
-        linked = std::make_unique<ServerProcess>();
-        plain = std::make_unique<ServerProcess>(socketless());
+        primary = std::make_unique<ServerProcess>(withArgs({}));
+        linked = std::make_unique<ServerProcess>(withArgs({}));
+        plain = std::make_unique<ServerProcess>(withArgs({QStringLiteral("--no-websocket")}));
         for (ServerProcess* s : {primary.get(), linked.get(), plain.get()})
             QVERIFY2(s->start(), qPrintable(s->errorString()));
         env = std::make_unique<ClientEnv>();
@@ -108,7 +142,10 @@ private slots:
 
         const ChatSummary* merged = alice->chat(linkedId);
         QCOMPARE(merged->lastMessage->id, global(photo.id, 1));
-        QVERIFY(merged->lastMessage->media->url.startsWith(linked->httpUrl()));
+        // Absolute on the server's address as the client reaches it: TLS once pinned.
+        const QString media = merged->lastMessage->media->url;
+        QVERIFY2(media.startsWith(linked->httpUrl()) || media.startsWith(linked->httpsUrl()),
+                 qPrintable(media));
         QCOMPARE(merged->lastMessage->senderId, global(bobL.user.id, 1));
         await(alice->openChat(linkedId));
         const QList<Message>& history = alice->messages[linkedId];
@@ -119,6 +156,104 @@ private slots:
         QVERIFY(alice->users.end() ==
                 std::find_if(alice->users.begin(), alice->users.end(),
                              [&](const User& u) { return u.id == global(aliceL.user.id, 1); }));
+    }
+
+    // The server holds a bootstrap reply back until a live event has been
+    // handled: the reply is older than the event, and its merge must not undo it.
+    void eventThatOvertakesABootstrapSurvivesItsMerge() {
+        alice.reset();
+        const Account aliceP = signIn(*primary, "alice");
+        const Account bobP = signIn(*primary, "bob");
+        const ChatSummary known = await(bobP.api.createGroup("known", {aliceP.user.id}));
+        alice = std::make_unique<Store>(StoreOptions{0.05});
+        alice->serverURLString = primary->httpUrl();
+        alice->token = *aliceP.api.token;
+        alice->me = aliceP.user;
+        QSignalSpy merges(alice.get(), &Store::chatsReset);
+        alice->connectWS(); // its first pong runs the one resync that fills the list
+        QTRY_VERIFY_WITH_TIMEOUT(alice->wsConnected && merges.count() > 0, 10000);
+        QVERIFY(alice->chat(known.id));
+
+        Hooks hooks(*primary, aliceP);
+        QVERIFY(hooks.holdNextBootstrap());
+        auto resync = alice->resync();
+        QTRY_COMPARE_WITH_TIMEOUT(hooks.held(), 1, 10000);
+        const ChatSummary fresh = await(bobP.api.createGroup("fresh", {aliceP.user.id}));
+        const Message latest = await(bobP.api.send(known.id, "newer than the bootstrap"));
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(fresh.id), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(alice->chat(known.id)->lastMessage->id, latest.id, 10000);
+        QVERIFY(hooks.release());
+        await(std::move(resync));
+        QVERIFY(alice->chat(fresh.id));
+        QCOMPARE(alice->chat(known.id)->lastMessage->id, latest.id);
+        QCOMPARE(alice->chat(known.id)->unread, std::optional<qint64>(1));
+
+        // An extra server's bootstrap, overtaken by an event of that server.
+        const Account aliceS = signIn(*plain, "alice");
+        const Account bobS = signIn(*plain, "bob");
+        QVERIFY(await(alice->addServer("plain", plain->httpUrl())));
+        alice->stopExtraPolling();
+        QTRY_VERIFY_WITH_TIMEOUT(
+            Prefs::shared()
+                .boolean("deviceKeyRegistered:" + QUrl(plain->httpUrl()).toString())
+                .value_or(false),
+            10000);
+        Hooks extraHooks(*plain, aliceS);
+        QVERIFY(extraHooks.holdNextBootstrap());
+        auto joining = alice->connectServer(alice->extraServers().first());
+        QTRY_COMPARE_WITH_TIMEOUT(extraHooks.held(), 1, 10000);
+        const ChatSummary group = await(bobS.api.createGroup("while away", {aliceS.user.id}));
+        alice->handleEvent(frameOf("chatCreated", "chat", group.toJson()), 1);
+        QVERIFY(alice->chat(global(group.id, 1)));
+        QVERIFY(extraHooks.release());
+        await(std::move(joining));
+        QVERIFY(alice->chat(global(group.id, 1)));
+    }
+
+    // Plain addresses move onto TLS once their key is pinned: a pairing code
+    // with an http address pins it before anything goes out, an http server
+    // added by name is pinned at its first answer, and from then on no token
+    // travels in clear, also after a relaunch.
+    void plainAddressesMoveOntoTlsOnceTheirKeyIsPinned() {
+        const Account aliceL = signIn(*linked, "alice");
+        const Api::PairCodeResponse made = await(aliceL.api.pairCode());
+        const PairingPayload payload{1, linked->httpUrl(), made.fingerprint, made.code};
+        Hooks linkedHooks(*linked, aliceL);
+        const qsizetype linkedFrom = linkedHooks.plainRequests().size();
+        QVERIFY(await(alice->addServerPaired(payload.qrString(), QString(), "paired")));
+        QCOMPARE(PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(linked->httpUrl()))),
+                 std::optional<QString>(made.fingerprint));
+        QTRY_VERIFY_WITH_TIMEOUT(alice->extraWSConnected.value(1), 10000);
+        QStringList linkedTokens{alice->serverTokens().value(1)};
+
+        const Account aliceS = signIn(*plain, "alice");
+        const ChatSummary chat = directChat(signIn(*plain, "bob"), aliceS);
+        QVERIFY(await(alice->addServer("plain", plain->httpUrl())));
+        QStringList plainTokens{alice->serverTokens().value(2)};
+        const QUrl plainBase(plain->httpUrl());
+        // The first answer is trusted: the first contact went in clear, nothing after it.
+        QTRY_VERIFY_WITH_TIMEOUT(PinRegistry::shared().pin(PinRegistry::hostPort(plainBase)) &&
+                                     Prefs::shared()
+                                         .boolean("deviceKeyRegistered:" + plainBase.toString())
+                                         .value_or(false),
+                                 10000);
+        plainTokens << alice->serverTokens().value(2);
+        Hooks plainHooks(*plain, aliceS);
+        const qsizetype plainFrom = plainHooks.plainRequests().size();
+        await(alice->connectServer(alice->extraServers()[1]));
+        const qint64 chatId = global(chat.id, 2);
+        await(alice->openChat(chatId));
+        await(alice->sendMessage(chatId, "over TLS"));
+        QCOMPARE(alice->lastError(), std::nullopt);
+
+        alice.reset();
+        alice = std::make_unique<Store>(StoreOptions{0.05});
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chatId) && alice->extraWSConnected.value(1), 10000);
+        await(alice->connectServer(alice->extraServers()[1]));
+        linkedTokens << alice->serverTokens().value(1);
+        plainTokens << alice->serverTokens().value(2);
+        QVERIFY(!linkedHooks.anyInClear(linkedTokens, linkedFrom));
+        QVERIFY(!plainHooks.anyInClear(plainTokens, plainFrom));
     }
 
     void socketEventsAreRemappedBeforeTheStore() {
@@ -236,11 +371,26 @@ private slots:
             QCOMPARE(relaunched.extraServers(), alice->extraServers());
             QCOMPARE(relaunched.serverTokens(), alice->serverTokens());
         }
+        // What the host of server 2 told about itself goes with the number.
+        QTRY_COMPARE_WITH_TIMEOUT(alice->serverOS().value(2), QStringLiteral("linux"), 5000);
+        alice->setServerPlatform({{0, "macos"}, {2, "linux"}});
+        alice->setServerClaudeEmail({{2, "two@example.com"}});
+        alice->setServerClaudeUsage({{2, ClaudeUsage{}}});
+        alice->extraBotIds.insert(global(77, 2));
+        alice->extraBotIds.insert(global(77, 1));
         const ServerProfile gone = alice->extraServers()[1];
         alice->removeServer(gone);
         QVERIFY(!alice->chat(chatId));
         QVERIFY(!alice->route(chatId));
         QVERIFY(!alice->serverTokens().contains(2));
+        QVERIFY(!alice->serverOS().contains(2));
+        QCOMPARE(alice->serverPlatform(), (QHash<int, QString>{{0, "macos"}}));
+        QVERIFY(alice->serverClaudeEmail().isEmpty() && alice->serverClaudeUsage().isEmpty());
+        QCOMPARE(alice->extraBotIds, QSet<qint64>{global(77, 1)});
+        {
+            Store relaunched(StoreOptions{0.05});
+            QVERIFY(!relaunched.serverOS().contains(2) && relaunched.serverClaudeEmail().isEmpty());
+        }
         // A reconnect timer that was waiting fires into nothing.
         QTest::qWait(1500);
         QVERIFY(!alice->extraWS.contains(2));
@@ -256,7 +406,7 @@ private slots:
         const Account first = signIn(*primary, "alice");
         const Api::PairCodeResponse made = await(first.api.pairCode());
         QCOMPARE(made.fingerprint, primary->fingerprint());
-        const PairingPayload payload{1, primary->httpsUrl(), made.fingerprint, made.code};
+        const PairingPayload payload{1, primary->httpUrl(), made.fingerprint, made.code};
         const QImage image = pairingQRImage(payload.qrString());
         QVERIFY(!image.isNull());
         QCOMPARE(decodeQR(image), std::optional<QString>(payload.qrString()));
@@ -274,6 +424,8 @@ private slots:
         env = std::make_unique<ClientEnv>();
         Store second(StoreOptions{0.05});
         QVERIFY(!second.token);
+        Hooks hooks(*primary, first);
+        const qsizetype from = hooks.plainRequests().size();
         await(second.pairPrimary(*scanned));
         QCOMPARE(second.lastError(), std::nullopt);
         QVERIFY(second.token);
@@ -283,6 +435,8 @@ private slots:
         QVERIFY(Prefs::shared()
                     .boolean(Store::keyRegisteredKey(QUrl(primary->httpsUrl())))
                     .value_or(false));
+        // The address was plain, the code and the token went over TLS.
+        QVERIFY(!hooks.anyInClear({*second.token}, from));
         // One use only.
         const Api anonymous(QUrl(primary->httpsUrl()), std::nullopt);
         const QString again =

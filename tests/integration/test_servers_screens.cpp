@@ -389,7 +389,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(alice->toast.has_value(), 5000);
         QVERIFY(alice->chat(theirs.id));
 
-        QVERIFY(actions.canInvite(direct.id));
+        // Only a group takes people in by code.
+        QVERIFY(!actions.canInvite(direct.id));
+        QVERIFY(actions.canInvite(theirs.id));
         actions.deleteChat(direct.id);
         QTRY_VERIFY_WITH_TIMEOUT(!alice->chat(direct.id), 5000);
         QCOMPARE(alice->selectedChatId(), std::nullopt);

@@ -187,8 +187,16 @@ private slots:
         QVERIFY(!pins.isEmpty());
         store->chatDrafts[1] = "draft";
         store->userActivity[1] = 5;
+        store->setClaudeHostName(QStringLiteral("studio"));
+        store->setSelectedChatId(7);
+        store->chatSettingsChatId = 7;
 
         store->logout();
+        // The host's name is stored empty, and the settings sheet goes with the selection.
+        QCOMPARE(prefs.string("claudeHostName"), std::optional<QString>(QString()));
+        QCOMPARE(store->claudeHostName(), std::nullopt);
+        QCOMPARE(store->selectedChatId(), std::nullopt);
+        QCOMPARE(store->chatSettingsChatId, std::nullopt);
         for (const QString& key : cleared)
             QVERIFY2(!prefs.contains(key), qPrintable(key));
         for (const QString& key : kept)

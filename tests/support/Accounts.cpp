@@ -63,15 +63,12 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
     const QString registered = Store::keyRegisteredKey(QUrl(server.httpUrl()));
     const bool settled = QTest::qWaitFor(
         [&] {
-            return store->wsConnected && store->didBootstrap &&
+            // The key registration replaces the socket, whose first pong resyncs once more.
+            return store->wsConnected && store->didBootstrap && !store->resyncRunning() &&
                    Prefs::shared().boolean(registered).value_or(false);
         },
         15000);
     if (!settled) qWarning("launchSignedIn: the store did not settle");
-    // The token upgrade replaces the socket, and that socket's first resync may
-    // still be in flight: one more resync here lets it land before the test
-    // changes anything a late bootstrap could overwrite.
-    if (settled) await(store->resync());
     return store;
 }
 

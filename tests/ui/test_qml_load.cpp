@@ -10,14 +10,18 @@
 #include "ui/LoginViewModel.h"
 
 #include <QAccessible>
+#include <QClipboard>
 #include <QDateTime>
 #include <QDirIterator>
+#include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
+#include <QQuickView>
 #include <QQuickWindow>
 #include <QRawFont>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <cstdio>
 
@@ -497,6 +501,181 @@ private slots:
         expectNoWarnings();
     }
 
+    // Helpers of the cases below, not cases themselves.
+private:
+    // The texts on screen, for checks of what a bubble says.
+    QStringList visibleTexts() const {
+        QStringList texts;
+        walkWindow(window, [&](QQuickItem* item) {
+            if (item->inherits("QQuickText")) texts << item->property("text").toString();
+        });
+        return texts;
+    }
+
+    // A group of three where ana's newest message was read by bob, bob's
+    // message has reactions and one of ana's is a file.
+    void openGroupWithFileAndReactions() {
+        User ana = *store->me, bob, carol;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        carol.id = 3;
+        carol.username = QStringLiteral("carol");
+        store->chats[1].members = {ana, bob, carol};
+        QList<Message> list = history(11, 8);
+        MediaInfo file;
+        file.kind = QStringLiteral("file");
+        file.url = QStringLiteral("http://127.0.0.1:1/media/5");
+        file.name = QStringLiteral("budget.xlsx");
+        list[3].media = file; // id 4, ana's
+        list[6].reactions = QList<Reaction>{{QStringLiteral("👍"), {1, 3}},
+                                            {QStringLiteral("🎉"), {3}}}; // id 7, bob's
+        store->reads[11][2] = 8;
+        store->messages.insert(11, list);
+        model->selectChat(11);
+    }
+
+private slots:
+    void bubblesShowFilesReactionsAndReceipts() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        openGroupWithFileAndReactions();
+        QTRY_VERIFY(find("reactions"));
+        QTest::qWait(100);
+        QStringList texts = visibleTexts();
+        QVERIFY2(texts.contains("👍 2") && texts.contains("🎉 1"), qPrintable(texts.join('|')));
+        // Only under the newest own message, with who has read it.
+        QVERIFY(texts.contains("Read by bob"));
+        QCOMPARE(texts.count("Read by bob"), 1);
+        QVERIFY(texts.contains("budget.xlsx"));
+        QVERIFY(find("saveFileButton"));
+        expectNamedControls();
+
+        // A save shows its bar until it ends; this one cannot reach the server.
+        QTemporaryDir folder;
+        model->transfers()->save("http://127.0.0.1:1/media/5",
+                                 QUrl::fromLocalFile(folder.filePath("budget.xlsx")));
+        QTRY_VERIFY(find("fileProgress"));
+        QTRY_VERIFY(!find("fileProgress"));
+        QVERIFY(store->lastError().has_value());
+        QVERIFY(!QFile::exists(folder.filePath("budget.xlsx")));
+
+        model->setLanguage("de");
+        QTRY_VERIFY(visibleTexts().contains("Gelesen von bob"));
+        expectNoWarnings();
+    }
+
+    void composerOffersQualityPasteAndAFileMessage() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        QVERIFY(openConversation(8));
+        ComposerModel* composer = model->composer();
+        QImage picture(40, 30, QImage::Format_RGB32);
+        picture.fill(Qt::darkCyan);
+
+        // A picture on the clipboard: "Paste" stages it, and stays on offer.
+        QGuiApplication::clipboard()->setImage(picture);
+        QTRY_VERIFY(find("pasteButton"));
+        QTest::mouseClick(window, Qt::LeftButton, {},
+                          find("pasteButton")->mapToScene({18, 18}).toPoint());
+        QTRY_COMPARE(composer->pendingImages().size(), 1);
+        QTRY_VERIFY(find("pasteImage"));
+        QVERIFY(!find("pasteButton"));
+
+        // The quality menu: compressed by default, the label only for the original.
+        QVERIFY(!composer->originalQuality());
+        QVERIFY(!find("originalQualityLabel"));
+        QQuickItem* quality = find("qualityButton");
+        QVERIFY(quality);
+        QTest::mouseClick(
+            window, Qt::LeftButton, {},
+            quality->mapToScene({quality->width() / 2, quality->height() / 2}).toPoint());
+        const auto menuItem = [&](const QString& text) {
+            QQuickItem* found = nullptr;
+            walkWindow(window, [&](QQuickItem* item) {
+                if (item->inherits("QQuickMenuItem") && item->property("text") == text)
+                    found = item;
+            });
+            return found;
+        };
+        QQuickItem* original = nullptr;
+        QTRY_VERIFY((original = menuItem("Original quality")) != nullptr);
+        QTest::mouseClick(window, Qt::LeftButton, {},
+                          original->mapToScene({original->width() / 2, 10}).toPoint());
+        QTRY_VERIFY(composer->originalQuality());
+        QTRY_VERIFY(find("originalQualityLabel"));
+        QVERIFY(visibleTexts().contains("Sending at original quality"));
+        QCOMPARE(find("imageCaption")->property("placeholderText").toString(),
+                 QStringLiteral("Add a caption…"));
+
+        // Files take a message of their own, typed under them.
+        composer->cancelImages();
+        composer->addFileData("notes.txt", "some notes");
+        QTRY_VERIFY(!find("qualityButton"));
+        QCOMPARE(find("imageCaption")->property("placeholderText").toString(),
+                 QStringLiteral("Add a message…"));
+        composer->addFileData("more.txt", "more");
+        model->setLanguage("de");
+        QTRY_VERIFY(visibleTexts().contains("2 Dateien senden"));
+        QCOMPARE(find("imageCaption")->property("placeholderText").toString(),
+                 QStringLiteral("Nachricht hinzufügen…"));
+        expectNamedControls();
+        expectNoWarnings();
+    }
+
+    // The viewer's picture: keys, the wheel about the pointer, and a drag
+    // that stops at the picture's edges.
+    void pictureZoomsAboutThePointerAndPansWithinItsEdges() {
+        QTemporaryDir folder;
+        QImage big(800, 600, QImage::Format_RGB32);
+        big.fill(Qt::darkGreen);
+        QVERIFY(big.save(folder.filePath("big.png")));
+        QQuickView view;
+        view.setResizeMode(QQuickView::SizeRootObjectToView);
+        view.setSource(QUrl("qrc:/qt/qml/Velmarin/conversation/ZoomableImage.qml"));
+        QQuickItem* area = view.rootObject();
+        QVERIFY(area);
+        view.resize(400, 300);
+        view.show();
+        view.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&view));
+        area->setProperty("source", QUrl::fromLocalFile(folder.filePath("big.png")));
+        QTRY_COMPARE(area->property("shownWidth").toDouble(), 400.0);
+        area->forceActiveFocus();
+        const auto zoom = [&] { return area->property("zoom").toDouble(); };
+
+        QTest::keyClick(&view, Qt::Key_Plus);
+        QCOMPARE(zoom(), 1.25);
+        QTest::keyClick(&view, Qt::Key_Minus);
+        QTest::keyClick(&view, Qt::Key_Minus); // never below the fitted size
+        QCOMPARE(zoom(), 1.0);
+
+        // The point under the pointer stays under it.
+        QQuickItem* image = area->childItems().first();
+        const QPointF pointer(300, 200);
+        const auto under = [&] {
+            return QPointF((pointer.x() - image->x()) / image->width(),
+                           (pointer.y() - image->y()) / image->height());
+        };
+        const QPointF before = under();
+        QWheelEvent wheel(pointer, view.mapToGlobal(pointer.toPoint()), {}, {0, 240}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QGuiApplication::sendEvent(&view, &wheel);
+        QTRY_VERIFY(zoom() > 1.4);
+        QVERIFY(std::abs(under().x() - before.x()) < 0.01);
+        QVERIFY(std::abs(under().y() - before.y()) < 0.01);
+
+        // A long drag to the left ends with the right edge at the area's right edge.
+        QTest::mousePress(&view, Qt::LeftButton, {}, {200, 150});
+        for (int x = 190; x >= -400; x -= 30)
+            QTest::mouseMove(&view, {x, 150});
+        QTest::mouseRelease(&view, Qt::LeftButton, {}, {-400, 150});
+        QTRY_COMPARE(image->x() + image->width(), 400.0);
+        QTest::keyClick(&view, Qt::Key_0);
+        QCOMPARE(zoom(), 1.0);
+        QCOMPARE(image->x(), 0.0);
+        expectNoWarnings();
+    }
+
     void bannerAndToastShowAndOpen() {
         QVERIFY(start(true));
         window->resize(1100, 700);
@@ -630,6 +809,10 @@ private slots:
         QCOMPARE(model->invite()->chatId(), qint64(11));
         expectNamedControls();
         QVERIFY(closeSheet(invite));
+        QObject* join = openSheet("joinByCode", "joinByCodeView");
+        QVERIFY(join);
+        expectNamedControls();
+        QVERIFY(closeSheet(join));
         expectNoWarnings();
     }
 
@@ -673,6 +856,89 @@ private slots:
             if (german.contains(text) && german.value(text) != text) leftInEnglish << text;
         });
         QVERIFY2(leftInEnglish.isEmpty(), qPrintable(leftInEnglish.join(" | ")));
+        expectNoWarnings();
+    }
+
+    // The group settings with their member menu, the new AI chat sheet, the
+    // people section and another person's profile, in German: named controls,
+    // no warning, none of their own texts left in English.
+    void groupAndPeopleScreensInGerman() {
+        QVERIFY(start(true));
+        window->resize(1100, 700);
+        User bob;
+        bob.id = 2;
+        bob.username = QStringLiteral("bob");
+        bob.competence = QStringLiteral("Rust");
+        User agent;
+        agent.id = 3;
+        agent.username = QStringLiteral("Claude");
+        store->users = {*store->me, bob, agent};
+        store->agentId = 3;
+        store->onlineUserIds = {2};
+        store->chats[0].members = {*store->me, bob};
+        store->groupRoles[10] = {{1, GroupRole::owner}, {2, GroupRole::admin}};
+        emit store->usersChanged();
+        model->setLanguage("de");
+        QHash<QString, QString> german;
+        for (const TranslationRow& row : groupsTranslationRows())
+            german.insert(QString::fromUtf8(row.en), QString::fromUtf8(row.de));
+        const auto expectGerman = [&] {
+            QStringList leftInEnglish;
+            walkWindow(window, [&](QQuickItem* item) {
+                if (!item->inherits("QQuickText")) return;
+                const QString text = item->property("text").toString();
+                if (german.contains(text) && german.value(text) != text) leftInEnglish << text;
+            });
+            QVERIFY2(leftInEnglish.isEmpty(), qPrintable(leftInEnglish.join(" | ")));
+        };
+        const auto opened = [&](const char* name) -> QObject* {
+            QObject* sheet = window->findChild<QObject*>(QString::fromLatin1(name));
+            if (!sheet ||
+                !QTest::qWaitFor([&] { return sheet->property("opened").toBool(); }, 2000))
+                return nullptr;
+            return sheet;
+        };
+
+        model->setSection("People");
+        QTRY_VERIFY(find("peopleModule"));
+        QCOMPARE(model->people()->rowCount(), 1); // bob; the agent is listed apart
+        expectNamedControls();
+        expectGerman();
+
+        model->selectChat(10);
+        QTest::qWait(100);
+        QVERIFY(find("groupSettingsButton"));
+        model->openSheet("groupSettings", 10);
+        QObject* settings = opened("groupSettingsSheet");
+        QVERIFY(settings);
+        QCOMPARE(model->groupSettings()->rowCount(), 2);
+        QVERIFY(find("addMembersButton"));
+        QVERIFY(!find("leaveGroupButton")); // the owner stays
+        expectNamedControls();
+        expectGerman();
+        QMetaObject::invokeMethod(settings, "close");
+        QTRY_VERIFY(!settings->property("visible").toBool());
+
+        model->openSheet("newAIChat");
+        QObject* ai = opened("newAIChatSheet");
+        QVERIFY(ai);
+        expectNamedControls();
+        expectGerman();
+        QMetaObject::invokeMethod(ai, "close");
+        QTRY_VERIFY(!ai->property("visible").toBool());
+
+        // The row menu's "Settings" of a direct conversation is the person's profile.
+        ChatSummary direct = chatWith(13, QString());
+        direct.kind = QStringLiteral("direct");
+        direct.title.reset();
+        direct.members = {*store->me, bob};
+        store->upsertChat(direct);
+        model->chatActions()->openSettings(13);
+        QObject* profile = opened("profileSheet");
+        QVERIFY(profile);
+        QCOMPARE(find("profilePresence")->property("text").toString(), L("Online"));
+        expectNamedControls();
+        expectGerman();
         expectNoWarnings();
     }
 

@@ -2,6 +2,7 @@
 #include "conversations/ChatPreview.h"
 #include "conversations/Fmt.h"
 #include "conversations/Geocoder.h"
+#include "conversations/SpeechLanguage.h"
 #include "conversations/TimelineRows.h"
 #include "model/Config.h"
 #include "store/Store.h"
@@ -48,6 +49,15 @@ private slots:
         Loc::setCurrent(AppLanguage::en);
     }
     void cleanup() { prefs.reset(); }
+
+    void speechLanguageFollowsTheAppThenTheSystem() {
+        QCOMPARE(speechLanguageCode("fr", {"de-DE"}), "fr");
+        QCOMPARE(speechLanguageCode({}, {"it-IT", "en-US"}), "it");
+        QCOMPARE(speechLanguageCode({}, {}), "en");
+        // The POSIX locale names no language: not "C".
+        QCOMPARE(speechLanguageCode({}, {"C"}), "en");
+        QCOMPARE(speechLanguageCode({}, {"C", "de"}), "de");
+    }
 
     void viewMessagesSortPendingFirstAndHideTraffic() {
         const QString control = Config::ccControlPrefix.toString() + "{}";

@@ -123,12 +123,15 @@ private slots:
         QCOMPARE(again.serverTokens(), store->serverTokens());
     }
 
-    void plainProfileLosesItsPin() {
+    // A relaunch keeps the pin of a plain address too: that pin is what moves
+    // its later requests onto TLS.
+    void plainProfileKeepsItsPin() {
         PinRegistry::shared().setPin(QStringLiteral("F"), QStringLiteral("127.0.0.1:1"));
         PinRegistry::shared().setPin(QStringLiteral("G"), QStringLiteral("b.example:9"));
         store->setExtraServers({profile(1), profile(2, QStringLiteral("https://b.example:9"))});
         Store again(StoreOptions{0.01});
-        QVERIFY(!PinRegistry::shared().pin(QStringLiteral("127.0.0.1:1")));
+        QCOMPARE(PinRegistry::shared().pin(QStringLiteral("127.0.0.1:1")),
+                 std::optional<QString>(QStringLiteral("F")));
         QCOMPARE(PinRegistry::shared().pin(QStringLiteral("b.example:9")),
                  std::optional<QString>(QStringLiteral("G")));
     }

@@ -21,7 +21,9 @@ QString u8(const char* text) {
 // Every table the lookup reads: a key may stand in only one of them.
 QList<TranslationRow> allRows() {
     QList<TranslationRow> rows;
-    for (const auto table : {translationRows(), agentViewTranslationRows()})
+    for (const auto table :
+         {translationRows(), agentViewTranslationRows(), joinTranslationRows(),
+          groupsTranslationRows(), bubbleTranslationRows()})
         rows.append(QList<TranslationRow>(table.begin(), table.end()));
     return rows;
 }

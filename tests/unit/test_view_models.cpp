@@ -8,6 +8,7 @@
 #include "ui/ComposerModel.h"
 #include "ui/SortedBlocks.h"
 #include "ui/TimelineModel.h"
+#include "ui/UserProfileModel.h"
 
 #include <QAbstractItemModelTester>
 #include <QRandomGenerator>
@@ -467,6 +468,38 @@ private slots:
         QCOMPARE(composer.pendingImages().size(), 0);
         composer.cancelFiles();
         QCOMPARE(composer.pendingFiles().size(), 0);
+    }
+
+    void lastConnectedDevice_data() {
+        QTest::addColumn<QVariant>("device");
+        QTest::addColumn<QVariant>("app");
+        QTest::addColumn<QString>("icon");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("mac") << QVariant("Mac") << QVariant("1.2 (34)") << "laptopcomputer"
+                             << "Last connected: Mac · app 1.2 (34)";
+        QTest::newRow("ipad") << QVariant("iPad") << QVariant() << "ipad"
+                              << "Last connected: iPad";
+        QTest::newRow("iphone") << QVariant("iPhone") << QVariant("") << "iphone"
+                                << "Last connected: iPhone";
+        QTest::newRow("linux") << QVariant("Linux") << QVariant() << "desktopcomputer"
+                               << "Last connected: Linux";
+        QTest::newRow("only the app") << QVariant() << QVariant("2.0 (1)") << "desktopcomputer"
+                                      << "Last connected: Unknown · app 2.0 (1)";
+        QTest::newRow("case matters") << QVariant("mac") << QVariant() << "desktopcomputer"
+                                      << "Last connected: mac";
+        QTest::newRow("nothing") << QVariant() << QVariant() << "desktopcomputer"
+                                 << "";
+    }
+    void lastConnectedDevice() {
+        QFETCH(QVariant, device);
+        QFETCH(QVariant, app);
+        QFETCH(QString, icon);
+        QFETCH(QString, text);
+        UserClient client;
+        if (device.isValid()) client.lastDevice = device.toString();
+        if (app.isValid()) client.lastClient = app.toString();
+        QCOMPARE(UserProfileModel::deviceIconFor(client.lastDevice.value_or(QString())), icon);
+        QCOMPARE(UserProfileModel::lastConnectedText(client), text);
     }
 };
 
