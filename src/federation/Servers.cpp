@@ -45,6 +45,14 @@ QCoro::Task<std::optional<QString>> tryKeyLogin(Api api) {
     }
 }
 
+QString extraKeyRegisteredKey(const QUrl& base) {
+    return QStringLiteral("deviceKeyRegistered:") + base.toString();
+}
+
+bool keyRegisteredOn(const QUrl& base) {
+    return Prefs::shared().boolean(extraKeyRegisteredKey(base)).value_or(false);
+}
+
 QCoro::Task<std::optional<QString>> tryNameLogin(Api api, QString name) {
     try {
         auto call = api.login(name);
@@ -159,19 +167,22 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
     quint64 mark = stateEventCount(server);
     std::optional<BootstrapResponse> reply;
     std::optional<QString> used;
-    if (const auto stored = m_serverTokens.constFind(server); stored != m_serverTokens.constEnd()) {
-        used = *stored;
+    const bool hadToken = m_serverTokens.contains(server);
+    if (hadToken) {
+        used = m_serverTokens.value(server);
         reply = co_await tryBootstrap(at(used));
         if (!self) co_return;
-        if (!reply) {
-            used = co_await tryKeyLogin(at(std::nullopt));
+    }
+    // Once this device's key guards the account there, the name alone no
+    // longer signs in: also for a server removed and added again.
+    if (!reply && (hadToken || keyRegisteredOn(*base))) {
+        used = co_await tryKeyLogin(at(std::nullopt));
+        if (!self) co_return;
+        if (used) {
+            keep(*used);
+            mark = stateEventCount(server);
+            reply = co_await tryBootstrap(at(used));
             if (!self) co_return;
-            if (used) {
-                keep(*used);
-                mark = stateEventCount(server);
-                reply = co_await tryBootstrap(at(used));
-                if (!self) co_return;
-            }
         }
     }
     if (!reply) {
@@ -554,8 +565,7 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
             connectExtraWSIfNeeded(server);
         }
     }
-    const QString registered = QStringLiteral("deviceKeyRegistered:") + base->toString();
-    if (Prefs::shared().boolean(registered).value_or(false)) co_return;
+    if (keyRegisteredOn(*base)) co_return;
     co_await DeviceKey::load();
     if (!self) co_return;
     const auto pubkey = DeviceKey::publicKeyB64();
@@ -568,7 +578,7 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
         auto tokens = m_serverTokens;
         tokens.insert(server, reply.token);
         setServerTokens(tokens);
-        Prefs::shared().setValue(registered, true);
+        Prefs::shared().setValue(extraKeyRegisteredKey(*base), true);
     } catch (const std::exception&) {
     }
 }
