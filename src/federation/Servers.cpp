@@ -11,7 +11,6 @@
 #include "store/Store.h"
 
 #include <QUuid>
-#include <qcoro/qcorosignal.h>
 
 namespace {
 const QString kFallbackLoginName = QStringLiteral("Ilvar");
@@ -121,8 +120,8 @@ QCoro::Task<> Store::connectServer(ServerProfile profile) {
     if (m_connectingServers.contains(server)) {
         // The running one may have asked before what this caller needs to see.
         m_connectAgain.insert(server);
-        while (co_await qCoro(this, &Store::serverConnectFinished) != server) {
-        }
+        co_await waitWhile(
+            [server](const Store& s) { return s.m_connectingServers.contains(server); });
         co_return;
     }
     m_connectingServers.insert(server);

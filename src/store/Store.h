@@ -20,6 +20,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSet>
+#include <functional>
 #include <memory>
 
 class QWebSocket;
@@ -717,6 +718,7 @@ signals:
 
 private:
     void init();
+    QCoro::Task<> waitWhile(std::function<bool(const Store&)> busy);
     void receiveLoop(QWebSocket* socket);
     void pingLoop(QWebSocket* socket);
     QCoro::Task<> onFirstPong(QPointer<QWebSocket> socket);
