@@ -9,6 +9,7 @@
 #include <QJsonObject>
 #include <QTest>
 #include <QWebSocket>
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -96,11 +97,18 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
     Prefs::shared().writeJson(QStringLiteral("me"), account.user);
     auto store = std::make_unique<Store>(StoreOptions{timeScale});
     const QString registered = Store::keyRegisteredKey(QUrl(server.httpUrl()));
+    // The key registration replaces the socket, whose first pong resyncs once
+    // more; a frame the replaced socket still delivers starts another, so the
+    // store is settled once that socket is gone too.
+    const auto onlyCurrentSocket = [&] {
+        const auto sockets = store->findChildren<QWebSocket*>(Qt::FindDirectChildrenOnly);
+        return std::all_of(sockets.begin(), sockets.end(),
+                           [&](const QWebSocket* s) { return s == store->ws; });
+    };
     const bool settled = QTest::qWaitFor(
         [&] {
-            // The key registration replaces the socket, whose first pong resyncs once more.
             return store->wsConnected && store->didBootstrap && !store->resyncRunning() &&
-                   Prefs::shared().boolean(registered).value_or(false);
+                   Prefs::shared().boolean(registered).value_or(false) && onlyCurrentSocket();
         },
         15000);
     if (!settled) qWarning("launchSignedIn: the store did not settle");
