@@ -1,7 +1,7 @@
 // The whole picture of the primary server in one merge, and the small
 // operations around it: engines, badge, push token, host polling.
 
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "core/Logging.h"
 #include "model/IDCodec.h"
 #include "store/Store.h"

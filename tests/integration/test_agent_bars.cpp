@@ -3,7 +3,7 @@
 // simulated agent host: a queue worked through in order, the status line
 // following the working message, the build bar, stop, and the one deploy
 // notice once the queue is empty.
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/AgentTestKit.h"

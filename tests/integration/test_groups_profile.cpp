@@ -1,6 +1,6 @@
 #include "conversations/Geocoder.h"
 #include "conversations/ImageEncoding.h"
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "core/Prefs.h"
 #include "store/Store.h"
 #include "support/Accounts.h"

@@ -1,5 +1,5 @@
 #include "agent/MarkerConfig.h"
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
