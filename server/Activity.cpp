@@ -24,6 +24,11 @@ std::optional<qint64> frameId(const QJsonObject& frame, const QString& key) {
 
 } // namespace
 
+bool managesChat(Context& ctx, qint64 chatId, qint64 userId) {
+    const auto role = ctx.db.role(chatId, userId);
+    return role && (*role == QLatin1String("Owner") || *role == QLatin1String("Admin"));
+}
+
 ChatRow requireMember(Context& ctx, qint64 chatId, qint64 userId) {
     const auto chat = ctx.db.chat(chatId);
     if (!chat) throw HttpError(404, QStringLiteral("no such conversation"));

@@ -11,6 +11,9 @@ namespace activity {
 // The conversation, when it exists and `userId` is a member; HttpError 404 or 403 otherwise.
 ChatRow requireMember(Context& ctx, qint64 chatId, qint64 userId);
 
+// Whether `userId` is the owner or an admin of the conversation.
+bool managesChat(Context& ctx, qint64 chatId, qint64 userId);
+
 // Stores a read mark (only ever forward) and tells the members.
 void markRead(Context& ctx, qint64 userId, qint64 chatId, qint64 messageId);
 

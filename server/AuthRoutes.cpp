@@ -8,7 +8,6 @@
 namespace {
 
 constexpr qint64 kNonceLifetimeMs = 5 * 60 * 1000;
-constexpr int kMaxNameLength = 64;
 constexpr qint64 kPairCodeLifetimeMs = 10 * 60 * 1000;
 
 QJsonObject loginReply(const QString& token, const UserRow& user) {
@@ -25,16 +24,24 @@ std::optional<QString> allowedName(const ServerOptions& opts, const QString& nam
     return std::nullopt;
 }
 
+// The account an allowed name signs in to: the owner's by id, the others by name.
+std::optional<UserRow> accountFor(Context& ctx, const QString& allowed) {
+    if (ctx.ownerId != 0 && allowed.compare(ctx.options.owner, Qt::CaseInsensitive) == 0)
+        return ctx.db.user(ctx.ownerId);
+    return ctx.db.userByName(allowed);
+}
+
 HttpReply nameLogin(Context& ctx, const HttpRequest& req) {
     QString name = body::requireString(req.body, QStringLiteral("username")).trimmed();
-    // Inside the private network the network itself identifies the owner.
-    if (name.isEmpty() && req.fromLoopback() && ctx.options.loopbackOwner &&
-        !ctx.options.owner.isEmpty())
-        name = ctx.options.owner;
+    // Inside the private network the network itself identifies the owner:
+    // a program on this machine, not a web page that reached it by a rebound name.
+    const bool loopbackOwner = name.isEmpty() && ctx.options.loopbackOwner &&
+                               !ctx.options.owner.isEmpty() && req.isLocalJson();
+    if (loopbackOwner) name = ctx.options.owner;
     const auto allowed = allowedName(ctx.options, name);
     if (name.isEmpty() || !allowed)
         throw HttpError(403, QStringLiteral("This name isn't authorized on this server"));
-    auto user = ctx.db.userByName(*allowed);
+    auto user = accountFor(ctx, *allowed);
     const bool configuredBot = ctx.options.bots.contains(*allowed);
     if (user && (user->isGuest || user->isBot != configuredBot))
         throw HttpError(403, QStringLiteral("This name isn't authorized on this server"));
@@ -42,15 +49,19 @@ HttpReply nameLogin(Context& ctx, const HttpRequest& req) {
         user = ctx.db.createUser(*allowed, false, configuredBot);
         events::userJoined(ctx, *user);
     }
-    return HttpReply::json(loginReply(ctx.db.createToken(user->id), *user));
+    // Once a device key guards the account, its name alone no longer opens it.
+    if (!loopbackOwner && ctx.db.hasDeviceKey(user->id))
+        throw HttpError(403, QStringLiteral("This account signs in with its device key — pair this "
+                                            "device from one that is already signed in"));
+    const TokenKind kind = loopbackOwner ? TokenKind::Loopback : TokenKind::Name;
+    return HttpReply::json(loginReply(ctx.db.createToken(user->id, kind), *user));
 }
 
 UserRow guestFor(Context& ctx, const QString& name, qint64 chatId) {
-    if (const auto existing = ctx.db.userByName(name)) {
-        // A guest signs in again on another device; nobody else's name is handed out.
-        if (existing->isGuest && ctx.db.role(chatId, existing->id)) return *existing;
+    // A guest comes back with its own token or device key; a name and the
+    // shared code would let anyone holding the code become that guest.
+    if (ctx.db.userByName(name))
         throw HttpError(409, QStringLiteral("That name is taken — choose another"));
-    }
     const UserRow guest = ctx.db.createUser(name, true, false);
     ctx.db.addMember(chatId, guest.id, QStringLiteral("User"));
     events::userJoined(ctx, guest);
@@ -61,13 +72,13 @@ UserRow guestFor(Context& ctx, const QString& name, qint64 chatId) {
 HttpReply guestLogin(Context& ctx, const HttpRequest& req) {
     const QString name = body::requireString(req.body, QStringLiteral("name")).trimmed();
     const QString code = body::requireString(req.body, QStringLiteral("code")).trimmed();
-    if (name.isEmpty() || name.size() > kMaxNameLength)
-        throw HttpError(
-            400, QStringLiteral("Enter a name of at most %1 characters").arg(kMaxNameLength));
+    if (name.isEmpty() || name.size() > limits::kName)
+        throw HttpError(400,
+                        QStringLiteral("Enter a name of at most %1 characters").arg(limits::kName));
     const auto chat = ctx.db.chatByInviteCode(code);
     if (!chat) throw HttpError(403, QStringLiteral("This invite code is not valid"));
     const UserRow guest = guestFor(ctx, name, chat->id);
-    QJsonObject reply = loginReply(ctx.db.createToken(guest.id), guest);
+    QJsonObject reply = loginReply(ctx.db.createToken(guest.id, TokenKind::Guest), guest);
     reply.insert(QStringLiteral("chatId"), chat->id);
     return HttpReply::json(reply);
 }
@@ -83,7 +94,7 @@ QString requireDeviceKey(const QJsonObject& body) {
 }
 
 QJsonObject keyAuthReply(Context& ctx, const UserRow& user, qint64 keyId) {
-    QJsonObject reply = loginReply(ctx.db.createToken(user.id, keyId), user);
+    QJsonObject reply = loginReply(ctx.db.createToken(user.id, TokenKind::Key, keyId), user);
     reply.insert(QStringLiteral("fingerprint"), ctx.identity.fingerprint);
     return reply;
 }
@@ -93,6 +104,7 @@ HttpReply keyRegister(Context& ctx, const HttpRequest& req) {
     const QString label = body::optString(req.body, QStringLiteral("label")).value_or(QString());
     const auto keyId = ctx.db.bindDeviceKey(req.me().userId, pubkey, label);
     if (!keyId) throw HttpError(409, QStringLiteral("This device key belongs to another account"));
+    ctx.db.revokeNameTokens(req.me().userId);
     const auto user = ctx.db.user(req.me().userId);
     return HttpReply::json(keyAuthReply(ctx, *user, *keyId));
 }
@@ -129,6 +141,9 @@ HttpReply keyLogin(Context& ctx, const HttpRequest& req) {
 
 // A second device of a signed-in person redeems the code with its own key.
 HttpReply pairCode(Context& ctx, const HttpRequest& req) {
+    if (req.me().isGuest)
+        throw HttpError(403,
+                        QStringLiteral("a guest's account stays on the device it joined from"));
     const qint64 now = Storage::now();
     for (auto it = ctx.pairCodes.begin(); it != ctx.pairCodes.end();)
         it = now - it->issuedAt > kPairCodeLifetimeMs ? ctx.pairCodes.erase(it) : std::next(it);
@@ -156,6 +171,7 @@ HttpReply pair(Context& ctx, const HttpRequest& req) {
         throw HttpError(401, QStringLiteral("This pairing code is not valid"));
     const auto keyId = ctx.db.bindDeviceKey(pending->userId, pubkey, label);
     if (!keyId) throw HttpError(409, QStringLiteral("This device key belongs to another account"));
+    ctx.db.revokeNameTokens(pending->userId);
     const auto user = ctx.db.user(pending->userId);
     if (!user) throw HttpError(401, QStringLiteral("This pairing code is not valid"));
     return HttpReply::json(keyAuthReply(ctx, *user, *keyId));
@@ -181,6 +197,10 @@ void addAuthRoutes(Router& router, Context& ctx) {
                 [&ctx](const HttpRequest& r) { return pairCode(ctx, r); });
     router.add("POST", QStringLiteral("api/pair"), A::Public,
                [&ctx](const HttpRequest& r) { return pair(ctx, r); });
+    router.post(QStringLiteral("api/logout"), [&ctx](const HttpRequest& r) {
+        ctx.db.revokeToken(r.me().token);
+        return HttpReply::ok();
+    });
     router.add("GET", QStringLiteral("api/server-identity"), A::Public,
                [&ctx](const HttpRequest&) { return serverIdentity(ctx); });
     router.post(QStringLiteral("api/key/register"),

@@ -29,7 +29,10 @@ HttpReply createDirect(Context& ctx, const HttpRequest& req) {
 
 HttpReply createGroup(Context& ctx, const HttpRequest& req) {
     const qint64 me = req.me().userId;
-    const QString title = body::requireString(req.body, QStringLiteral("title")).trimmed();
+    if (req.me().isGuest) throw HttpError(403, QStringLiteral("guests cannot create groups"));
+    const QString title =
+        body::limitLength(body::requireString(req.body, QStringLiteral("title")).trimmed(),
+                          limits::kTitle, QStringLiteral("the title"));
     if (title.isEmpty()) throw HttpError(400, QStringLiteral("a group needs a title"));
     const QList<qint64> memberIds = body::requireIdList(req.body, QStringLiteral("memberIds"));
     for (qint64 id : memberIds)
@@ -46,15 +49,15 @@ HttpReply createChat(Context& ctx, const HttpRequest& req) {
     throw HttpError(400, QStringLiteral("kind must be direct or group"));
 }
 
-bool isGroupAdmin(Context& ctx, qint64 chatId, qint64 userId) {
-    const auto role = ctx.db.role(chatId, userId);
-    return role && (*role == QLatin1String("Owner") || *role == QLatin1String("Admin"));
-}
-
 HttpReply updateChat(Context& ctx, const HttpRequest& req) {
     const ChatRow chat = activity::requireMember(ctx, req.id(), req.me().userId);
+    // In a group the name and the agent are the managers' to change.
+    if (chat.kind == QLatin1String("group") &&
+        !activity::managesChat(ctx, chat.id, req.me().userId))
+        throw HttpError(403, QStringLiteral("only the group's owner or admins change it"));
     QVariantMap columns;
     if (const auto title = body::optString(req.body, QStringLiteral("title"))) {
+        body::limitLength(title->trimmed(), limits::kTitle, QStringLiteral("the title"));
         if (chat.kind == QLatin1String("group") && title->trimmed().isEmpty())
             throw HttpError(400, QStringLiteral("a group needs a title"));
         columns.insert(QStringLiteral("title"), title->trimmed());
@@ -95,7 +98,7 @@ ChatRow requireGroup(Context& ctx, const HttpRequest& req) {
 
 HttpReply setInvite(Context& ctx, const HttpRequest& req, bool rotate) {
     const ChatRow chat = requireGroup(ctx, req);
-    if (!isGroupAdmin(ctx, chat.id, req.me().userId))
+    if (!activity::managesChat(ctx, chat.id, req.me().userId))
         throw HttpError(403, QStringLiteral("only the group's owner or admins manage invites"));
     const QString code = rotate ? crypto::randomToken(9) : QString();
     ctx.db.setInviteCode(chat.id, code);

@@ -48,4 +48,8 @@ struct Context {
     QHash<QString, PendingNonce> nonces; // by public key
     QHash<QString, PendingPair> pairCodes;
     AgentHost* agentHost = nullptr; // the simulated agent host, when it runs
+    qint64 ownerId = 0;             // the owner's account; 0 when no owner is configured
+
+    bool isOwner(qint64 userId) const { return ownerId != 0 && userId == ownerId; }
+    qint64 tokenMaxIdleMs() const { return qint64(options.tokenIdleDays) * 24 * 60 * 60 * 1000; }
 };

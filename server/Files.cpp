@@ -65,6 +65,11 @@ std::optional<QByteArray> loadMedia(const QString& dataDir, qint64 number) {
     return read(QDir(dataDir).filePath(QStringLiteral("media/%1.%2").arg(number).arg(*ext)));
 }
 
+void removeMedia(const QString& dataDir, qint64 number) {
+    if (const auto ext = mediaExt(dataDir, number))
+        QFile::remove(QDir(dataDir).filePath(QStringLiteral("media/%1.%2").arg(number).arg(*ext)));
+}
+
 QString mediaUrl(qint64 number) {
     return QStringLiteral("/media/%1").arg(number);
 }

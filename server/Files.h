@@ -8,9 +8,6 @@
 // "media/<n>.<ext>" with an unguessable number n, pictures in "avatars/".
 namespace files {
 
-// Bodies above this size are refused.
-inline constexpr qsizetype kMaxUpload = 64 * 1024 * 1024;
-
 // A lower-case extension of 1 to 10 letters or digits.
 bool isValidExt(const QString& ext);
 
@@ -19,6 +16,7 @@ qint64 storeMedia(const QString& dataDir, const QByteArray& bytes, const QString
 // The extension of a stored media file, if the number names one.
 std::optional<QString> mediaExt(const QString& dataDir, qint64 number);
 std::optional<QByteArray> loadMedia(const QString& dataDir, qint64 number);
+void removeMedia(const QString& dataDir, qint64 number);
 // The path a client resolves against the server's address.
 QString mediaUrl(qint64 number);
 

@@ -18,15 +18,10 @@ ChatRow requireGroup(Context& ctx, qint64 chatId, qint64 userId) {
     return chat;
 }
 
-bool manages(Context& ctx, qint64 chatId, qint64 userId) {
-    const auto role = ctx.db.role(chatId, userId);
-    return role == kOwner || role == kAdmin;
-}
-
 HttpReply addMembers(Context& ctx, const HttpRequest& req) {
     const qint64 me = req.me().userId;
     const ChatRow chat = requireGroup(ctx, req.id(), me);
-    if (!manages(ctx, chat.id, me))
+    if (!activity::managesChat(ctx, chat.id, me))
         throw HttpError(403, QStringLiteral("only the group's owner or admins add members"));
     const QList<qint64> ids = body::requireIdList(req.body, QStringLiteral("user_ids"));
     for (qint64 id : ids)
@@ -46,7 +41,7 @@ HttpReply removeMember(Context& ctx, const HttpRequest& req) {
     const qint64 subject = req.id(1);
     const auto role = ctx.db.role(chat.id, subject);
     if (!role) throw HttpError(404, QStringLiteral("not a member of this group"));
-    if (subject != me && !manages(ctx, chat.id, me))
+    if (subject != me && !activity::managesChat(ctx, chat.id, me))
         throw HttpError(403, QStringLiteral("only the group's owner or admins remove members"));
     if (*role == kOwner) throw HttpError(403, QStringLiteral("the owner cannot leave the group"));
     ctx.db.removeMember(chat.id, subject);

@@ -1,6 +1,7 @@
 #include "Http.h"
 
 #include <QJsonDocument>
+#include <QUrl>
 #include <cmath>
 
 bool HttpRequest::fromLoopback() const {
@@ -8,6 +9,33 @@ bool HttpRequest::fromLoopback() const {
     const quint32 v4 = peer.toIPv4Address(&mapped);
     if (mapped) return QHostAddress(v4).isLoopback();
     return peer.isLoopback();
+}
+
+namespace {
+
+// A Host header or an Origin's host part that names this machine.
+bool isLoopbackName(QByteArray host) {
+    host = host.trimmed().toLower();
+    if (host.startsWith('[')) {
+        const qsizetype close = host.indexOf(']');
+        return close > 0 && QHostAddress(QString::fromLatin1(host.mid(1, close - 1))).isLoopback();
+    }
+    const qsizetype colon = host.indexOf(':');
+    if (colon >= 0) host.truncate(colon);
+    if (host == "localhost") return true;
+    QHostAddress address;
+    return address.setAddress(QString::fromLatin1(host)) && address.isLoopback();
+}
+
+} // namespace
+
+bool HttpRequest::isLocalJson() const {
+    if (!fromLoopback() || !isLoopbackName(host)) return false;
+    if (!origin.isEmpty()) {
+        const QUrl url(QString::fromLatin1(origin));
+        if (!url.isValid() || !isLoopbackName(url.host().toLatin1())) return false;
+    }
+    return contentType.trimmed().toLower().startsWith("application/json");
 }
 
 HttpReply HttpReply::json(const QJsonObject& obj, int status) {
@@ -92,6 +120,13 @@ std::optional<qint64> queryInt(const QUrlQuery& query, const QString& key) {
     const qint64 n = query.queryItemValue(key).toLongLong(&ok);
     if (!ok) bad(key, "must be a whole number");
     return n;
+}
+
+const QString& limitLength(const QString& text, qsizetype max, const QString& what) {
+    if (text.size() > max)
+        throw HttpError(
+            400, QStringLiteral("%1 is too long (at most %2 characters)").arg(what).arg(max));
+    return text;
 }
 
 } // namespace body

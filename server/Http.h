@@ -28,12 +28,18 @@ struct HttpRequest {
     QByteArray rawBody;
     QHostAddress peer;
     QString bearer;    // the token of an "Authorization: Bearer" header
+    QByteArray host;   // the Host header, as sent
+    QByteArray origin; // the Origin header of a browser's request; empty otherwise
+    QByteArray contentType;
     QList<qint64> ids; // the numbers captured by <id> in the route's pattern
     std::optional<Caller> caller;
 
     qint64 id(int index = 0) const { return ids.value(index); }
     const Caller& me() const { return *caller; }
     bool fromLoopback() const;
+    // Sent by a program on this machine to a loopback name (not by a web page
+    // that reached loopback through a rebound DNS name), with a JSON body.
+    bool isLocalJson() const;
 };
 
 struct HttpReply {
@@ -59,6 +65,14 @@ private:
     QString m_message;
 };
 
+// Longest texts the server stores, in characters.
+namespace limits {
+inline constexpr qsizetype kMessage = 65536;
+inline constexpr qsizetype kName = 64;
+inline constexpr qsizetype kTitle = 128;
+inline constexpr qsizetype kProfileField = 500;
+} // namespace limits
+
 // Readers of request bodies and queries; each throws HttpError 400 with the
 // key's name when the value is missing or of the wrong type.
 namespace body {
@@ -69,4 +83,6 @@ std::optional<qint64> optInt(const QJsonObject& obj, const QString& key);
 std::optional<bool> optBool(const QJsonObject& obj, const QString& key);
 QList<qint64> requireIdList(const QJsonObject& obj, const QString& key);
 std::optional<qint64> queryInt(const QUrlQuery& query, const QString& key);
+// `text` itself; HttpError 400 naming `what` when it is longer than `max` characters.
+const QString& limitLength(const QString& text, qsizetype max, const QString& what);
 } // namespace body

@@ -5,6 +5,7 @@
 
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
+#include <QUrlQuery>
 
 namespace {
 
@@ -60,20 +61,36 @@ void write(QHttpServerResponder& responder, const HttpReply& reply) {
 
 } // namespace
 
-HttpFront::HttpFront(const Router& router, bool webSocket, QObject* parent)
-    : QAbstractHttpServer(parent), m_router(router), m_webSocket(webSocket) {}
+HttpFront::HttpFront(const Router& router, bool webSocket, qint64 maxUploadBytes, QObject* parent)
+    : QAbstractHttpServer(parent), m_router(router), m_webSocket(webSocket),
+      m_maxUpload(maxUploadBytes) {}
 
-bool HttpFront::acceptsUpgrade(const QHttpServerRequest& request) const {
-    if (!m_webSocket || routePath(request.url()) != QLatin1String("ws")) return false;
+bool HttpFront::acceptsUpgrade(const QUrl& url) const {
+    if (!m_webSocket || routePath(url) != QLatin1String("ws")) return false;
     const QString token =
-        request.query().queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
+        QUrlQuery(url).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
     return m_router.authenticate(token).has_value();
+}
+
+std::optional<Refusal> HttpFront::screen(const RequestHead& head) const {
+    if (head.upgrade) {
+        if (acceptsUpgrade(head.target)) return std::nullopt;
+        return Refusal{401, QStringLiteral("unauthorized")};
+    }
+    if (head.chunked) return Refusal{411, QStringLiteral("send the body with a Content-Length")};
+    if (head.contentLength <= kMaxPlainBody) return std::nullopt;
+    if (!m_router.takesUpload(head.method, routePath(head.target)) ||
+        head.contentLength > m_maxUpload)
+        return Refusal{413, QStringLiteral("the request body is too large")};
+    // Large bodies are read only for someone signed in.
+    if (!m_router.authenticate(head.bearer)) return Refusal{401, QStringLiteral("unauthorized")};
+    return std::nullopt;
 }
 
 bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
     if (m_hooks) m_hooks->observe(request, socket);
     // Returning true for an upgrade hands the socket to the WebSocket server.
-    if (isUpgrade(request)) return acceptsUpgrade(request);
+    if (isUpgrade(request)) return acceptsUpgrade(request.url());
     HttpRequest req;
     req.method = methodName(request.method());
     req.path = routePath(request.url());
@@ -81,6 +98,9 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     req.rawBody = request.body();
     req.peer = request.remoteAddress();
     req.bearer = bearerToken(request);
+    req.host = header(request, "host");
+    req.origin = header(request, "origin");
+    req.contentType = header(request, "content-type");
     QHttpServerResponder responder = makeResponder(request, socket);
     const HttpReply reply = m_router.dispatch(req);
     if (m_hooks && m_hooks->park(req, reply, responder)) return true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ConnectionGuard.h"
+
 #include <QAbstractHttpServer>
 
 class Router;
@@ -11,7 +13,15 @@ class TestHooks;
 class HttpFront : public QAbstractHttpServer {
     Q_OBJECT
 public:
-    HttpFront(const Router& router, bool webSocket, QObject* parent = nullptr);
+    HttpFront(const Router& router, bool webSocket, qint64 maxUploadBytes,
+              QObject* parent = nullptr);
+
+    // Judges a request by its head, before its body is read: the size its
+    // route allows, and a valid token for uploads and socket upgrades.
+    std::optional<Refusal> screen(const RequestHead& head) const;
+
+    // Bodies of routes that are not uploads stay below this.
+    static constexpr qint64 kMaxPlainBody = 1024 * 1024;
     // Only a server started for tests has hooks.
     void setTestHooks(TestHooks* hooks) { m_hooks = hooks; }
 
@@ -20,9 +30,10 @@ protected:
     void missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) override;
 
 private:
-    bool acceptsUpgrade(const QHttpServerRequest& request) const;
+    bool acceptsUpgrade(const QUrl& url) const;
 
     const Router& m_router;
     bool m_webSocket;
+    qint64 m_maxUpload;
     TestHooks* m_hooks = nullptr;
 };

@@ -32,10 +32,9 @@ QString requireKind(const QString& kind) {
     return kind;
 }
 
+// The front has already refused bodies above the upload limit.
 QByteArray requireUpload(const HttpRequest& req) {
     if (req.rawBody.isEmpty()) throw HttpError(400, QStringLiteral("the upload is empty"));
-    if (req.rawBody.size() > files::kMaxUpload)
-        throw HttpError(413, QStringLiteral("the upload is too large"));
     return req.rawBody;
 }
 
@@ -62,7 +61,9 @@ MessageRow newMessage(const ChatRow& chat, const HttpRequest& req, const QString
     draft.senderId = req.me().userId;
     draft.senderName = req.me().username;
     // An empty caption is an empty text, never a missing one.
-    draft.text = text.isNull() ? QStringLiteral("") : text;
+    draft.text = text.isNull()
+                     ? QStringLiteral("")
+                     : body::limitLength(text, limits::kMessage, QStringLiteral("the caption"));
     return draft;
 }
 

@@ -20,6 +20,8 @@ HttpReply setPinned(Context& ctx, const HttpRequest& req, bool pinned) {
     const qint64 me = req.me().userId;
     const MessageRow m = requireVisibleMessage(ctx, req.id(), me);
     const ChatRow chat = *ctx.db.chat(m.chatId);
+    if (chat.kind == QLatin1String("group") && !activity::managesChat(ctx, chat.id, me))
+        throw HttpError(403, QStringLiteral("only the group's owner or admins pin messages"));
     const bool isPinned = chat.pinnedMessageId == m.id;
     if (pinned != isPinned) {
         ctx.db.updateChat(chat.id,

@@ -2,6 +2,7 @@
 // read marks and typing signals that go with them.
 #include "Activity.h"
 #include "Events.h"
+#include "Files.h"
 #include "Records.h"
 #include "Routes.h"
 
@@ -28,7 +29,8 @@ HttpReply send(Context& ctx, const HttpRequest& req) {
     draft.chatId = chat.id;
     draft.senderId = req.me().userId;
     draft.senderName = req.me().username;
-    draft.text = body::requireString(req.body, QStringLiteral("text"));
+    draft.text = body::limitLength(body::requireString(req.body, QStringLiteral("text")),
+                                   limits::kMessage, QStringLiteral("the message"));
     if (draft.text.trimmed().isEmpty())
         throw HttpError(400, QStringLiteral("the message is empty"));
     draft.replyTo = body::optInt(req.body, QStringLiteral("replyTo"));
@@ -53,7 +55,8 @@ HttpReply edit(Context& ctx, const HttpRequest& req) {
     const MessageRow m = requireMessage(ctx, req);
     if (m.senderId != req.me().userId)
         throw HttpError(403, QStringLiteral("only the sender can edit a message"));
-    const QString text = body::requireString(req.body, QStringLiteral("text"));
+    const QString text = body::limitLength(body::requireString(req.body, QStringLiteral("text")),
+                                           limits::kMessage, QStringLiteral("the message"));
     if (text.trimmed().isEmpty()) throw HttpError(400, QStringLiteral("the message is empty"));
     ctx.db.editMessage(m.id, text, Storage::now());
     const MessageRow edited = *ctx.db.message(m.id);
@@ -63,11 +66,10 @@ HttpReply edit(Context& ctx, const HttpRequest& req) {
 
 HttpReply remove(Context& ctx, const HttpRequest& req) {
     const MessageRow m = requireMessage(ctx, req);
-    const auto role = ctx.db.role(m.chatId, req.me().userId);
-    const bool moderator = role == QStringLiteral("Owner") || role == QStringLiteral("Admin");
-    if (m.senderId != req.me().userId && !moderator)
+    if (m.senderId != req.me().userId && !activity::managesChat(ctx, m.chatId, req.me().userId))
         throw HttpError(403, QStringLiteral("only the sender can delete a message"));
-    ctx.db.deleteMessage(m.id);
+    for (qint64 number : ctx.db.deleteMessage(m.id))
+        files::removeMedia(ctx.options.dataDir, number);
     events::messageDeleted(ctx, m.chatId, m.id);
     return HttpReply::ok();
 }

@@ -90,6 +90,17 @@ void addOptions(QCommandLineParser& parser) {
         {QStringLiteral("seed-demo"),
          QStringLiteral("Seed demo people, groups and agent sessions for the owner, once: "
                         "later starts leave them alone. Implies --agent-host; needs --owner.")},
+        {QStringLiteral("request-timeout-ms"),
+         QStringLiteral("A connection that sends no complete request head within this long of "
+                        "opening (or of its previous request) is closed; bodies get this plus "
+                        "one second per 16 KB (default 30000)."),
+         QStringLiteral("n")},
+        {QStringLiteral("max-upload-mb"),
+         QStringLiteral("Largest upload body in MB (default 64); other bodies are capped at 1 MB."),
+         QStringLiteral("n")},
+        {QStringLiteral("token-idle-days"),
+         QStringLiteral("A sign-in token unused for this many days expires (default 90)."),
+         QStringLiteral("n")},
     });
 }
 
@@ -124,6 +135,35 @@ bool applyAgentOptions(const QCommandLineParser& parser, ServerOptions& opts) {
     opts.agentSandbox = parser.isSet(QStringLiteral("agent-sandbox"))
                             ? parser.value(QStringLiteral("agent-sandbox"))
                             : QDir(opts.dataDir).filePath(QStringLiteral("agent-sandbox"));
+    return true;
+}
+
+// A whole number in [low, high] from an option that may be absent.
+bool applyBounded(const QCommandLineParser& parser, const QString& name, qint64 low, qint64 high,
+                  qint64& out) {
+    if (!parser.isSet(name)) return true;
+    bool ok = false;
+    const qint64 value = parser.value(name).toLongLong(&ok);
+    if (!ok || value < low || value > high) {
+        std::fprintf(stderr, "--%s must be from %lld to %lld\n", qPrintable(name),
+                     static_cast<long long>(low), static_cast<long long>(high));
+        return false;
+    }
+    out = value;
+    return true;
+}
+
+bool applyLimits(const QCommandLineParser& parser, ServerOptions& opts) {
+    qint64 timeout = opts.requestTimeoutMs;
+    qint64 uploadMb = opts.maxUploadBytes / (1024 * 1024);
+    qint64 idleDays = opts.tokenIdleDays;
+    if (!applyBounded(parser, QStringLiteral("request-timeout-ms"), 100, 3600000, timeout) ||
+        !applyBounded(parser, QStringLiteral("max-upload-mb"), 1, 4096, uploadMb) ||
+        !applyBounded(parser, QStringLiteral("token-idle-days"), 1, 3650, idleDays))
+        return false;
+    opts.requestTimeoutMs = static_cast<int>(timeout);
+    opts.maxUploadBytes = uploadMb * 1024 * 1024;
+    opts.tokenIdleDays = static_cast<int>(idleDays);
     return true;
 }
 
@@ -164,7 +204,7 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     if (parser.isSet(QStringLiteral("platform")))
         opts.platform = parser.value(QStringLiteral("platform"));
     opts.testHooks = parser.isSet(QStringLiteral("test-hooks"));
-    if (!applyAgentOptions(parser, opts)) return std::nullopt;
+    if (!applyAgentOptions(parser, opts) || !applyLimits(parser, opts)) return std::nullopt;
     exitCode = 0;
     return opts;
 }

@@ -26,6 +26,13 @@ struct ServerOptions {
     int agentPaceMs = 400;
     QString agentSandbox; // empty: "agent-sandbox" in the data directory
     bool seedDemo = false;
+    // A connection must send each request within this long of opening or of
+    // its previous request, and its body at a modest rate after that.
+    int requestTimeoutMs = 30000;
+    // Largest upload body (media, pictures, audio); other bodies stay small.
+    qint64 maxUploadBytes = 64LL * 1024 * 1024;
+    // A token unused for this long no longer signs in.
+    int tokenIdleDays = 90;
     // Instruments for the client's tests (TestHooks); never on in use.
     bool testHooks = false;
 };

@@ -35,6 +35,14 @@ std::optional<Caller> Router::authenticate(const QString& token) const {
     return m_auth(token);
 }
 
+bool Router::takesUpload(const QByteArray& method, const QString& path) const {
+    const QStringList segments = path.split(u'/');
+    QList<qint64> ids;
+    for (const Route& route : m_routes)
+        if (route.method == method && match(route, segments, ids)) return route.body == Body::Raw;
+    return false;
+}
+
 HttpReply Router::dispatch(HttpRequest& request) const {
     const QStringList path = request.path.split(u'/');
     bool pathKnown = false;

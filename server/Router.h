@@ -36,6 +36,9 @@ public:
     // Answers one request; never throws.
     HttpReply dispatch(HttpRequest& request) const;
 
+    // Whether the route of this method and path takes a raw (upload) body.
+    bool takesUpload(const QByteArray& method, const QString& path) const;
+
     // The caller named by an "Authorization: Bearer" value, if any.
     std::optional<Caller> authenticate(const QString& token) const;
 

@@ -7,7 +7,6 @@
 #include "agent/AgentHost.h"
 #include "agent/DemoSeed.h"
 
-#include <QTcpServer>
 #include <QUrlQuery>
 #include <QWebSocket>
 #include <cstdio>
@@ -33,7 +32,7 @@ Server::Server(ServerOptions options, QObject* parent)
       m_identity(loadOrCreateIdentity(m_options.dataDir)), m_db(m_options.dataDir),
       m_hub(m_db, this), m_ctx{m_options, m_identity, m_db, m_hub, {}, {}, {}},
       m_router([this](const QString& token) { return authenticate(token); }),
-      m_front(m_router, m_options.webSocket, this) {
+      m_front(m_router, m_options.webSocket, m_options.maxUploadBytes, this) {
     addAuthRoutes(m_router, m_ctx);
     addSessionRoutes(m_router, m_ctx);
     addChatRoutes(m_router, m_ctx);
@@ -45,6 +44,7 @@ Server::Server(ServerOptions options, QObject* parent)
     addJoinPage(m_router, m_ctx);
     for (const QString& bot : m_options.bots)
         if (!m_db.userByName(bot)) m_db.createUser(bot, false, true);
+    if (!m_options.owner.isEmpty()) m_ctx.ownerId = m_db.ownerAccount(m_options.owner);
     addAgentHostRoutes(m_router, m_ctx);
     if (m_options.testHooks) {
         m_hooks = std::make_unique<TestHooks>();
@@ -68,18 +68,22 @@ Server::~Server() {
 }
 
 std::optional<Caller> Server::authenticate(const QString& token) {
-    const auto user = m_db.userForToken(token);
+    const auto user = m_db.userForToken(token, m_ctx.tokenMaxIdleMs());
     if (!user) return std::nullopt;
     return Caller{user->id, user->username, user->isGuest, user->isBot, token};
 }
 
 QString Server::listen() {
-    m_main = new SniffingServer(m_identity.sslConfiguration(), &m_front);
+    const ConnectionGuard::Screen screen = [this](const RequestHead& head) {
+        return m_front.screen(head);
+    };
+    m_main = new SniffingServer(m_identity.sslConfiguration(), screen, m_options.requestTimeoutMs,
+                                &m_front);
     if (!m_main->listen(m_options.listen, m_options.port))
         return QStringLiteral("port %1: %2").arg(m_options.port).arg(m_main->errorString());
     m_front.bind(m_main);
     if (m_options.httpPort) {
-        m_plain = new QTcpServer(&m_front);
+        m_plain = new SniffingServer(std::nullopt, screen, m_options.requestTimeoutMs, &m_front);
         if (!m_plain->listen(m_options.listen, *m_options.httpPort))
             return QStringLiteral("port %1: %2")
                 .arg(*m_options.httpPort)

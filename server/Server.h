@@ -7,7 +7,6 @@
 #include <QObject>
 
 class AgentHost;
-class QTcpServer;
 class SniffingServer;
 class TestHooks;
 
@@ -41,5 +40,5 @@ private:
     std::unique_ptr<AgentHost> m_agent;
     std::unique_ptr<TestHooks> m_hooks;
     SniffingServer* m_main = nullptr;
-    QTcpServer* m_plain = nullptr;
+    SniffingServer* m_plain = nullptr;
 };

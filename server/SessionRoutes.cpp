@@ -1,15 +1,11 @@
 // What a signed-in client loads as a whole: bootstrap, builds, its own profile.
+#include "Activity.h"
 #include "Events.h"
 #include "Records.h"
 #include "Routes.h"
 #include "agent/AgentHost.h"
 
 namespace {
-
-bool isOwner(const Context& ctx, const Caller& caller) {
-    return !caller.isGuest && !ctx.options.owner.isEmpty() &&
-           caller.username.compare(ctx.options.owner, Qt::CaseInsensitive) == 0;
-}
 
 QJsonObject buildJson(const BuildState& b) {
     QJsonObject obj{{QStringLiteral("state"), b.state}};
@@ -49,7 +45,9 @@ HttpReply bootstrap(Context& ctx, const HttpRequest& req) {
         {QStringLiteral("botIds"), idArray(ctx.db.botIds())},
         {QStringLiteral("builds"), buildsOf(ctx, chatRows)},
     };
-    if (ctx.agentHost) reply.insert(QStringLiteral("claudeHost"), ctx.agentHost->status(me));
+    // A guest came for one conversation, not to learn about the host.
+    if (ctx.agentHost && !req.me().isGuest)
+        reply.insert(QStringLiteral("claudeHost"), ctx.agentHost->status(me));
     const QStringList linked = ctx.db.linkedServers(me);
     if (!linked.isEmpty())
         reply.insert(QStringLiteral("linkedServers"), QJsonArray::fromStringList(linked));
@@ -60,10 +58,15 @@ HttpReply bootstrap(Context& ctx, const HttpRequest& req) {
 }
 
 HttpReply setBuild(Context& ctx, const HttpRequest& req) {
-    if (!req.me().isBot && !isOwner(ctx, req.me()))
+    if (!req.me().isBot && !ctx.isOwner(req.me().userId))
         throw HttpError(403, QStringLiteral("only the agent host reports builds"));
     const qint64 chatId = req.id();
-    if (!ctx.db.chat(chatId)) throw HttpError(404, QStringLiteral("no such conversation"));
+    // A bot reports where it takes part; the owner runs the host and may report anywhere.
+    if (ctx.isOwner(req.me().userId)) {
+        if (!ctx.db.chat(chatId)) throw HttpError(404, QStringLiteral("no such conversation"));
+    } else {
+        activity::requireMember(ctx, chatId, req.me().userId);
+    }
     BuildState build{body::requireString(req.body, QStringLiteral("state")),
                      body::optInt(req.body, QStringLiteral("percent")),
                      body::optString(req.body, QStringLiteral("label")).value_or(QString())};
@@ -78,19 +81,34 @@ HttpReply setBuild(Context& ctx, const HttpRequest& req) {
 
 void putProfileText(QVariantMap& columns, const QJsonObject& body, const QString& key,
                     const QString& column) {
-    if (const auto value = body::optString(body, key)) columns.insert(column, value->trimmed());
+    if (const auto value = body::optString(body, key))
+        columns.insert(column, body::limitLength(value->trimmed(), limits::kProfileField, key));
+}
+
+// A name that signs in by itself (allowed, owner, bot) is never taken by a rename.
+bool isReservedName(const ServerOptions& opts, const QString& name) {
+    QStringList reserved = opts.names + opts.bots;
+    reserved << opts.owner << AgentHost::kBotName;
+    return std::any_of(reserved.begin(), reserved.end(), [&](const QString& r) {
+        return !r.isEmpty() && r.compare(name, Qt::CaseInsensitive) == 0;
+    });
+}
+
+QString requireNewName(Context& ctx, const HttpRequest& req, const QString& name) {
+    const QString trimmed =
+        body::limitLength(name.trimmed(), limits::kName, QStringLiteral("the name"));
+    if (trimmed.isEmpty()) throw HttpError(400, QStringLiteral("the name cannot be empty"));
+    const auto holder = ctx.db.userByName(trimmed);
+    if (holder && holder->id == req.me().userId) return trimmed;
+    if (holder || isReservedName(ctx.options, trimmed))
+        throw HttpError(409, QStringLiteral("That name is taken — choose another"));
+    return trimmed;
 }
 
 QVariantMap profileColumns(Context& ctx, const HttpRequest& req) {
     QVariantMap columns;
-    if (const auto name = body::optString(req.body, QStringLiteral("username"))) {
-        const QString trimmed = name->trimmed();
-        const auto holder = ctx.db.userByName(trimmed);
-        if (trimmed.isEmpty()) throw HttpError(400, QStringLiteral("the name cannot be empty"));
-        if (holder && holder->id != req.me().userId)
-            throw HttpError(409, QStringLiteral("That name is taken — choose another"));
-        columns.insert(QStringLiteral("username"), trimmed);
-    }
+    if (const auto name = body::optString(req.body, QStringLiteral("username")))
+        columns.insert(QStringLiteral("username"), requireNewName(ctx, req, *name));
     for (const char* key : {"competence", "experience", "email", "phone", "address"})
         putProfileText(columns, req.body, QLatin1String(key), QLatin1String(key));
     for (const char* key : {"lat", "lon"}) {

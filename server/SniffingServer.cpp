@@ -8,16 +8,19 @@
 #include <unistd.h>
 
 namespace {
-// A client that connects and says nothing is dropped after this long.
-constexpr int kFirstByteTimeoutMs = 15000;
-constexpr int kHandshakeTimeoutMs = 15000;
 constexpr char kTlsHandshakeRecord = 0x16;
 } // namespace
 
-SniffingServer::SniffingServer(QSslConfiguration tls, QObject* parent)
-    : QTcpServer(parent), m_tls(std::move(tls)) {}
+SniffingServer::SniffingServer(std::optional<QSslConfiguration> tls, ConnectionGuard::Screen screen,
+                               int timeoutMs, QObject* parent)
+    : QTcpServer(parent), m_tls(std::move(tls)), m_screen(std::move(screen)),
+      m_timeoutMs(timeoutMs) {}
 
 void SniffingServer::incomingConnection(qintptr descriptor) {
+    if (!m_tls) {
+        startPlain(descriptor);
+        return;
+    }
     // One small object per waiting connection owns its notifier and deadline;
     // deleting it stops both before the descriptor changes hands.
     auto* watch = new QObject(this);
@@ -30,7 +33,8 @@ void SniffingServer::incomingConnection(qintptr descriptor) {
         delete watch;
         ::close(static_cast<int>(descriptor));
     });
-    deadline->start(kFirstByteTimeoutMs);
+    // A client that connects and says nothing is dropped.
+    deadline->start(m_timeoutMs);
 }
 
 void SniffingServer::classify(qintptr descriptor, QObject* watch) {
@@ -55,16 +59,16 @@ void SniffingServer::startTls(qintptr descriptor) {
         delete socket;
         return;
     }
-    socket->setSslConfiguration(m_tls);
+    socket->setSslConfiguration(*m_tls);
     connect(socket, &QSslSocket::encrypted, this, [this, socket] {
         disconnect(socket, &QAbstractSocket::disconnected, this, nullptr);
-        addPendingConnection(socket);
+        hand(socket);
     });
     connect(socket, &QAbstractSocket::disconnected, this, [socket] { socket->deleteLater(); });
     connect(socket, &QAbstractSocket::errorOccurred, socket, [socket] {
         if (!socket->isEncrypted()) socket->abort();
     });
-    QTimer::singleShot(kHandshakeTimeoutMs, socket, [socket] {
+    QTimer::singleShot(m_timeoutMs, socket, [socket] {
         if (!socket->isEncrypted()) socket->abort();
     });
     socket->startServerEncryption();
@@ -77,5 +81,11 @@ void SniffingServer::startPlain(qintptr descriptor) {
         delete socket;
         return;
     }
+    hand(socket);
+}
+
+void SniffingServer::hand(QTcpSocket* socket) {
+    // The guard reads first: Qt's parser only sees bytes it let through.
+    ConnectionGuard::watch(socket, m_screen, m_timeoutMs);
     addPendingConnection(socket);
 }

@@ -2,8 +2,11 @@
 
 #include "Crypto.h"
 
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
@@ -83,6 +86,53 @@ const char* const kSchema[] = {
         PRIMARY KEY (user_id, url)))",
 };
 
+// Later versions: tokens kept as hashes with their kind and last use, and
+// settings such as the owner's account.
+const char* const kSchemaV2[] = {
+    "ALTER TABLE tokens ADD COLUMN kind TEXT NOT NULL DEFAULT 'name'",
+    "ALTER TABLE tokens ADD COLUMN last_used INTEGER",
+    "UPDATE tokens SET kind='key' WHERE device_key_id IS NOT NULL",
+    R"(UPDATE tokens SET kind='guest'
+        WHERE user_id IN (SELECT id FROM users WHERE is_guest=1) AND kind='name')",
+    "CREATE TABLE IF NOT EXISTS settings (key TEXT PRIMARY KEY, value TEXT NOT NULL)",
+};
+constexpr int kSchemaVersion = 2;
+// Last use is written at most this often, not on every request.
+constexpr qint64 kTouchIntervalMs = 60 * 60 * 1000;
+
+QString tokenHash(const QString& token) {
+    return QString::fromLatin1(
+        QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex());
+}
+
+QString kindName(TokenKind kind) {
+    switch (kind) {
+    case TokenKind::Guest:
+        return QStringLiteral("guest");
+    case TokenKind::Key:
+        return QStringLiteral("key");
+    case TokenKind::Loopback:
+        return QStringLiteral("loopback");
+    case TokenKind::Name:
+        break;
+    }
+    return QStringLiteral("name");
+}
+
+// Only the server's own account may read its folder and files, also those
+// made by an older version with wider rights.
+void secureFolder(const QString& dataDir) {
+    if (!QDir().mkpath(dataDir)) throw std::runtime_error("cannot create " + dataDir.toStdString());
+    constexpr auto kOwnerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    QFile::setPermissions(dataDir, kOwnerOnly | QFileDevice::ExeOwner);
+    for (const QFileInfo& entry :
+         QDir(dataDir).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+        if (entry.isSymLink()) continue;
+        QFile::setPermissions(entry.filePath(),
+                              entry.isDir() ? kOwnerOnly | QFileDevice::ExeOwner : kOwnerOnly);
+    }
+}
+
 std::optional<qint64> optInt(const QVariant& v) {
     if (v.isNull()) return std::nullopt;
     return v.toLongLong();
@@ -121,7 +171,7 @@ UserRow readUser(const QSqlQuery& q) {
 
 Storage::Storage(const QString& dataDir)
     : m_connection(QStringLiteral("velmarin-%1").arg(reinterpret_cast<quintptr>(this))) {
-    if (!QDir().mkpath(dataDir)) throw std::runtime_error("cannot create " + dataDir.toStdString());
+    secureFolder(dataDir);
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
     db.setDatabaseName(QDir(dataDir).filePath(QStringLiteral("velmarin.sqlite")));
     if (!db.open()) throw std::runtime_error(db.lastError().text().toStdString());
@@ -131,6 +181,8 @@ Storage::Storage(const QString& dataDir)
     run(QStringLiteral("PRAGMA synchronous=NORMAL"));
     run(QStringLiteral("PRAGMA foreign_keys=ON"));
     run(QStringLiteral("PRAGMA busy_timeout=5000"));
+    // What is deleted (message texts, tokens) is overwritten, not just unlinked.
+    run(QStringLiteral("PRAGMA secure_delete=ON"));
     migrate();
 }
 
@@ -166,10 +218,28 @@ void Storage::transaction(const std::function<void()>& work) {
 
 void Storage::migrate() {
     transaction([this] {
+        QSqlQuery version = run(QStringLiteral("PRAGMA user_version"));
+        const int from = version.next() ? version.value(0).toInt() : 0;
+        version.finish();
         for (const char* statement : kSchema)
             run(QString::fromUtf8(statement));
-        run(QStringLiteral("PRAGMA user_version=1"));
+        if (from < 2) {
+            for (const char* statement : kSchemaV2)
+                run(QString::fromUtf8(statement));
+            migrateTokens();
+        }
+        run(QStringLiteral("PRAGMA user_version=%1").arg(kSchemaVersion));
     });
+}
+
+// Tokens of version 1 were kept as they were handed out.
+void Storage::migrateTokens() {
+    QSqlQuery q = run(QStringLiteral("SELECT token FROM tokens"));
+    QStringList clear;
+    while (q.next())
+        clear.push_back(q.value(0).toString());
+    for (const QString& token : clear)
+        run(QStringLiteral("UPDATE tokens SET token=? WHERE token=?"), {tokenHash(token), token});
 }
 
 // ---- users -----------------------------------------------------------------
@@ -247,19 +317,63 @@ void Storage::updateProfile(qint64 userId, const QVariantMap& columns) {
 
 // ---- tokens and keys ---------------------------------------------------------
 
-QString Storage::createToken(qint64 userId, std::optional<qint64> deviceKeyId) {
+qint64 Storage::ownerAccount(const QString& ownerName) {
+    const QString key = QStringLiteral("owner:") + ownerName.toLower();
+    QSqlQuery q = run(QStringLiteral("SELECT value FROM settings WHERE key=?"), {key});
+    if (q.next())
+        if (const auto owner = user(q.value(0).toLongLong()); owner && !owner->isGuest)
+            return owner->id;
+    auto owner = userByName(ownerName);
+    if (owner && (owner->isGuest || owner->isBot))
+        throw std::runtime_error("the owner's name belongs to a guest or a bot on this server");
+    if (!owner) owner = createUser(ownerName, false, false);
+    run(QStringLiteral("INSERT OR REPLACE INTO settings (key, value) VALUES (?, ?)"),
+        {key, QString::number(owner->id)});
+    return owner->id;
+}
+
+QString Storage::createToken(qint64 userId, TokenKind kind, std::optional<qint64> deviceKeyId) {
     const QString token = crypto::randomToken();
-    run(QStringLiteral("INSERT INTO tokens (token, user_id, device_key_id, created_at) "
-                       "VALUES (?, ?, ?, ?)"),
-        {token, userId,
-         deviceKeyId ? QVariant(*deviceKeyId) : QVariant(QMetaType::fromType<qint64>()), now()});
+    const qint64 at = now();
+    run(QStringLiteral("INSERT INTO tokens (token, user_id, device_key_id, created_at, kind, "
+                       "last_used) VALUES (?, ?, ?, ?, ?, ?)"),
+        {tokenHash(token), userId,
+         deviceKeyId ? QVariant(*deviceKeyId) : QVariant(QMetaType::fromType<qint64>()), at,
+         kindName(kind), at});
     return token;
 }
 
-std::optional<UserRow> Storage::userForToken(const QString& token) {
-    QSqlQuery q = run(QStringLiteral("SELECT user_id FROM tokens WHERE token=?"), {token});
+std::optional<UserRow> Storage::userForToken(const QString& token, qint64 maxIdleMs) {
+    const QString hash = tokenHash(token);
+    QSqlQuery q = run(
+        QStringLiteral("SELECT user_id, COALESCE(last_used, created_at) FROM tokens WHERE token=?"),
+        {hash});
     if (!q.next()) return std::nullopt;
-    return user(q.value(0).toLongLong());
+    const qint64 userId = q.value(0).toLongLong();
+    const qint64 lastUsed = q.value(1).toLongLong();
+    q.finish();
+    const qint64 at = now();
+    if (at - lastUsed > maxIdleMs) {
+        run(QStringLiteral("DELETE FROM tokens WHERE token=?"), {hash});
+        return std::nullopt;
+    }
+    if (at - lastUsed > kTouchIntervalMs)
+        run(QStringLiteral("UPDATE tokens SET last_used=? WHERE token=?"), {at, hash});
+    return user(userId);
+}
+
+void Storage::revokeToken(const QString& token) {
+    run(QStringLiteral("DELETE FROM tokens WHERE token=?"), {tokenHash(token)});
+}
+
+void Storage::revokeNameTokens(qint64 userId) {
+    run(QStringLiteral("DELETE FROM tokens WHERE user_id=? AND kind='name'"), {userId});
+}
+
+bool Storage::hasDeviceKey(qint64 userId) {
+    QSqlQuery q =
+        run(QStringLiteral("SELECT 1 FROM device_keys WHERE user_id=? LIMIT 1"), {userId});
+    return q.next();
 }
 
 std::optional<qint64> Storage::bindDeviceKey(qint64 userId, const QString& pubkey,

@@ -11,6 +11,10 @@
 
 class QSqlQuery;
 
+// How a token was earned: by name, as a guest, by a device key (also through
+// pairing), or by an empty-name login from this machine.
+enum class TokenKind { Name, Guest, Key, Loopback };
+
 struct UserRow {
     qint64 id = 0;
     QString username;
@@ -88,9 +92,19 @@ public:
     void setClientInfo(qint64 userId, const QString& device, const QString& app);
     void updateProfile(qint64 userId, const QVariantMap& columns);
 
-    // Tokens and device keys.
-    QString createToken(qint64 userId, std::optional<qint64> deviceKeyId = std::nullopt);
-    std::optional<UserRow> userForToken(const QString& token);
+    // The account of the configured owner, made on first use and kept by id,
+    // so a later rename on either side cannot move the owner's rights.
+    qint64 ownerAccount(const QString& ownerName);
+
+    // Tokens and device keys. Only a hash of each token is kept; a token
+    // unused for `maxIdleMs` no longer signs in.
+    QString createToken(qint64 userId, TokenKind kind,
+                        std::optional<qint64> deviceKeyId = std::nullopt);
+    std::optional<UserRow> userForToken(const QString& token, qint64 maxIdleMs);
+    void revokeToken(const QString& token);
+    // Ends the tokens a name login gave out, once a device key guards the account.
+    void revokeNameTokens(qint64 userId);
+    bool hasDeviceKey(qint64 userId);
     // Binds a public key to a user; returns the key's id, or none when another
     // user already holds this key.
     std::optional<qint64> bindDeviceKey(qint64 userId, const QString& pubkey, const QString& label);
@@ -123,7 +137,9 @@ public:
     // Control requests and replies and the agent's working messages do not count.
     qint64 unreadCount(qint64 chatId, qint64 userId);
     void editMessage(qint64 id, const QString& text, qint64 at);
-    void deleteMessage(qint64 id);
+    // Forgets the message's text and attachments; returns the media files
+    // (their numbers) that no other message names any more.
+    QList<qint64> deleteMessage(qint64 id);
     void setTranscript(qint64 id, const QString& transcript);
     QList<ReadRow> reads(qint64 chatId);
     // Each emoji with the people who gave it, in the order the emoji first came.
@@ -139,6 +155,7 @@ public:
 private:
     QSqlQuery run(const QString& sql, const QVariantList& binds = {});
     void migrate();
+    void migrateTokens();
     void transaction(const std::function<void()>& work);
 
     QString m_connection;

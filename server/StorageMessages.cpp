@@ -1,5 +1,6 @@
 #include "Storage.h"
 
+#include <QRegularExpression>
 #include <QSqlQuery>
 #include <algorithm>
 #include <limits>
@@ -90,12 +91,33 @@ void Storage::editMessage(qint64 id, const QString& text, qint64 at) {
     run(QStringLiteral("UPDATE messages SET text=?, edited_at=? WHERE id=?"), {text, at, id});
 }
 
-void Storage::deleteMessage(qint64 id) {
+QList<qint64> Storage::deleteMessage(qint64 id) {
+    QList<qint64> orphans;
     transaction([&] {
-        run(QStringLiteral("UPDATE messages SET deleted=1 WHERE id=?"), {id});
+        QSqlQuery q =
+            run(QStringLiteral("SELECT COALESCE(media, '') || COALESCE(album, '') FROM messages "
+                               "WHERE id=?"),
+                {id});
+        const QString attached = q.next() ? q.value(0).toString() : QString();
+        q.finish();
+        run(QStringLiteral("UPDATE messages SET deleted=1, text='', media=NULL, album=NULL, "
+                           "forwarded_from=NULL, transcript=NULL WHERE id=?"),
+            {id});
         run(QStringLiteral("UPDATE chats SET pinned_message_id=NULL WHERE pinned_message_id=?"),
             {id});
+        // A forwarded copy names the same file; it stays while one does.
+        static const QRegularExpression mediaPath(QStringLiteral("/media/(\\d+)\""));
+        for (const auto& match : mediaPath.globalMatch(attached)) {
+            const QString pattern = QStringLiteral("%") + match.captured(0) + u'%';
+            QSqlQuery used = run(QStringLiteral("SELECT 1 FROM messages WHERE deleted=0 AND "
+                                                "(media LIKE ? OR album LIKE ?) LIMIT 1"),
+                                 {pattern, pattern});
+            if (!used.next()) orphans.push_back(match.captured(1).toLongLong());
+        }
     });
+    // The log still holds the old page until it is folded into the file.
+    run(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    return orphans;
 }
 
 void Storage::setTranscript(qint64 id, const QString& transcript) {

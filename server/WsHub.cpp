@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr quint64 kMaxFrameBytes = 64 * 1024;
+
 QString encode(const QJsonObject& event) {
     return QString::fromUtf8(QJsonDocument(event).toJson(QJsonDocument::Compact));
 }
@@ -36,6 +38,9 @@ WsHub::~WsHub() {
 void WsHub::attach(QWebSocket* socket, const UserRow& user, const QString& device,
                    const QString& app) {
     socket->setParent(this);
+    // Clients send small frames (reads, typing); a larger one ends the socket.
+    socket->setMaxAllowedIncomingFrameSize(kMaxFrameBytes);
+    socket->setMaxAllowedIncomingMessageSize(kMaxFrameBytes);
     try {
         m_db.setClientInfo(user.id, device, app);
     } catch (...) {
@@ -111,9 +116,8 @@ void WsHub::sendToAudienceOf(qint64 subjectId, const QJsonObject& event) {
 }
 
 bool WsHub::isActive(qint64 userId) const {
-    return std::any_of(m_connections.begin(), m_connections.end(), [userId](const Connection& c) {
-        return c.userId == userId && c.active;
-    });
+    return std::any_of(m_connections.begin(), m_connections.end(),
+                       [userId](const Connection& c) { return c.userId == userId && c.active; });
 }
 
 QList<qint64> WsHub::onlineIds() const {

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <csignal>
 #include <cstdio>
+#include <sys/stat.h>
 
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
@@ -11,6 +12,9 @@ int main(int argc, char* argv[]) {
     int exitCode = 0;
     const auto options = parseOptions(QCoreApplication::arguments(), exitCode);
     if (!options) return exitCode;
+    // Tokens, keys, messages and the agent account's secret: every file this
+    // process makes is its own account's alone.
+    ::umask(077);
     // A client that vanishes mid-write must not take the server down.
     std::signal(SIGPIPE, SIG_IGN);
     try {

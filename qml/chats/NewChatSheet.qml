@@ -141,26 +141,18 @@ Sheet {
         Accessible.name: text
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
+    SheetButtons {
+        confirmObjectName: "createGroupButton"
+        confirmVisible: sheet.group
+        confirmText: Loc.l("Create group", Loc.revision)
+                     + (sheet.people.pickedCount > 0 ? " (" + sheet.people.pickedCount + ")" : "")
+        confirmEnabled: sheet.people.canCreateGroup
+        onCancel: sheet.close()
+        onConfirm: sheet.people.createGroup()
         WorkingIndicator {
             visible: sheet.people.busy
             barCount: 3
             barHeight: 10
-        }
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: sheet.close()
-        }
-        PrimaryButton {
-            objectName: "createGroupButton"
-            visible: sheet.group
-            text: Loc.l("Create group", Loc.revision)
-                  + (sheet.people.pickedCount > 0 ? " (" + sheet.people.pickedCount + ")" : "")
-            enabled: sheet.people.canCreateGroup
-            onClicked: sheet.people.createGroup()
         }
     }
 }

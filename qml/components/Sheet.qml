@@ -41,6 +41,7 @@ Popup {
 
         Text {
             Layout.fillWidth: true
+            visible: sheet.title.length > 0
             text: sheet.title
             color: Theme.text
             font.pixelSize: Theme.header

@@ -67,7 +67,7 @@ Sheet {
         Layout.fillWidth: true
         placeholderText: Loc.l("Server address or invite (code@server)", Loc.revision)
         enabled: !sheet.servers.busy
-        onAccepted: addButton.clicked()
+        onAccepted: footer.submit()
     }
     VTextField {
         id: codeField
@@ -76,7 +76,7 @@ Sheet {
         Layout.fillWidth: true
         placeholderText: Loc.l("Pairing code (or scan)", Loc.revision)
         enabled: !sheet.servers.busy
-        onAccepted: addButton.clicked()
+        onAccepted: footer.submit()
     }
     VTextField {
         id: urlField
@@ -123,33 +123,23 @@ Sheet {
         Accessible.name: text
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
+    SheetButtons {
+        id: footer
+        confirmObjectName: "addServerConfirm"
+        confirmText: sheet.mode === "address" ? Loc.l("Add", Loc.revision) : Loc.l("Pair", Loc.revision)
+        confirmEnabled: !sheet.servers.busy
+                        && (sheet.mode === "address" ? addressField.text : codeField.text).trim().length > 0
+        onCancel: sheet.close()
+        onConfirm: {
+            if (sheet.mode === "address")
+                sheet.servers.add(addressField.text, nameField.text)
+            else
+                sheet.servers.pair(codeField.text, urlField.text, nameField.text)
+        }
         WorkingIndicator {
             visible: sheet.servers.busy
             barCount: 3
             barHeight: 10
-        }
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: sheet.close()
-        }
-        PrimaryButton {
-            id: addButton
-            objectName: "addServerConfirm"
-            text: sheet.mode === "address" ? Loc.l("Add", Loc.revision) : Loc.l("Pair", Loc.revision)
-            enabled: !sheet.servers.busy
-                     && (sheet.mode === "address" ? addressField.text : codeField.text).trim().length > 0
-            onClicked: {
-                if (!enabled)
-                    return
-                if (sheet.mode === "address")
-                    sheet.servers.add(addressField.text, nameField.text)
-                else
-                    sheet.servers.pair(codeField.text, urlField.text, nameField.text)
-            }
         }
     }
 }

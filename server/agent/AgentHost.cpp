@@ -85,8 +85,7 @@ void AgentHost::observe(const MessageRow& m, const QString& type) {
 
 bool AgentHost::mayControl(const UserRow& user) const {
     if (user.isGuest || user.isBot) return false;
-    const QString& owner = m_ctx.options.owner;
-    return owner.isEmpty() || user.username.compare(owner, Qt::CaseInsensitive) == 0;
+    return m_ctx.options.owner.isEmpty() || m_ctx.isOwner(user.id);
 }
 
 // The host reads control traffic in a person's conversation with themselves

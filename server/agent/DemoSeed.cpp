@@ -34,7 +34,7 @@ public:
         : m_host(host), m_db(host.context().db), m_now(Storage::now()) {}
 
     void run() {
-        m_owner = user(m_host.context().options.owner);
+        m_owner = *m_db.user(m_host.context().ownerId);
         for (const Person& p : kPeople) {
             const UserRow u = user(QLatin1String(p.name));
             m_db.updateProfile(u.id, {{QStringLiteral("competence"), QLatin1String(p.competence)},

@@ -19,11 +19,6 @@ struct Announcement {
     qint64 at = 0;
 };
 
-bool isOwner(const Context& ctx, const Caller& caller) {
-    return !caller.isGuest && !ctx.options.owner.isEmpty() &&
-           caller.username.compare(ctx.options.owner, Qt::CaseInsensitive) == 0;
-}
-
 HttpReply page(const QString& html) {
     HttpReply reply;
     reply.body = html.toUtf8();
@@ -49,6 +44,7 @@ QString queryText(const HttpRequest& req, const QString& key) {
 }
 
 HttpReply hostStatus(Context& ctx, const Announcement& seen, const HttpRequest& req) {
+    if (req.me().isGuest) throw HttpError(403, QStringLiteral("guests do not see the host"));
     if (ctx.agentHost) return HttpReply::json(ctx.agentHost->status(req.me().userId));
     QJsonObject host{{QStringLiteral("online"),
                       seen.at > 0 && Storage::now() - seen.at < kAnnouncementLifetimeMs}};
@@ -60,7 +56,7 @@ HttpReply hostStatus(Context& ctx, const Announcement& seen, const HttpRequest& 
 }
 
 HttpReply announce(Context& ctx, Announcement& seen, const HttpRequest& req) {
-    if (!req.me().isBot && !isOwner(ctx, req.me()))
+    if (!req.me().isBot && !ctx.isOwner(req.me().userId))
         throw HttpError(403, QStringLiteral("only the agent host announces itself"));
     seen.mac = body::requireString(req.body, QStringLiteral("mac")).trimmed().left(128);
     seen.at = Storage::now();

@@ -6,7 +6,11 @@
 #include <QJsonArray>
 #include <QSaveFile>
 #include <QStringDecoder>
+#include <cerrno>
+#include <fcntl.h>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -185,20 +189,61 @@ QJsonObject Sandbox::readChunk(const QString& path, qint64 offset, const QString
                        {QStringLiteral("size"), size}};
 }
 
+// Opens a folder given by its outside path segments, one at a time from the
+// sandbox's own folder without following any link: what is opened is what
+// was judged, even if the tree changes meanwhile. -1 with errno on failure.
+int Sandbox::openFolder(const QStringList& segments) const {
+    int dir =
+        ::open(QFile::encodeName(m_canonicalRoot).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (const QString& segment : segments) {
+        if (dir < 0) break;
+        const int next = ::openat(dir, QFile::encodeName(segment).constData(),
+                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        ::close(dir);
+        dir = next;
+    }
+    return dir;
+}
+
+int Sandbox::openForWriting(const QString& outsidePath, bool append) const {
+    QStringList segments = outsidePath.split(u'/', Qt::SkipEmptyParts);
+    if (segments.isEmpty()) {
+        errno = EISDIR;
+        return -1;
+    }
+    const QString name = segments.takeLast();
+    const int dir = openFolder(segments);
+    if (dir < 0) return -1;
+    // Non-blocking, so a planted pipe cannot hold the host up.
+    const int flags =
+        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (append ? O_APPEND : 0);
+    const int fd = ::openat(dir, QFile::encodeName(name).constData(), flags, 0600);
+    ::close(dir);
+    return fd;
+}
+
 QString Sandbox::writeText(const QString& path, const QString& content, bool append,
                            const QString& base) const {
-    const auto disk = resolve(path, base);
-    if (!disk || QFileInfo(*disk).isDir()) return QStringLiteral("not a file");
-    if (!QFileInfo(QFileInfo(*disk).absolutePath()).isDir())
-        return QStringLiteral("no such folder");
+    const auto outside = normalise(path, base);
+    if (!outside) return QStringLiteral("not a file");
+    const int fd = openForWriting(*outside, append);
+    if (fd < 0)
+        return errno == ENOENT || errno == ENOTDIR ? QStringLiteral("no such folder")
+                                                   : QStringLiteral("not a file");
+    QFile file;
+    if (!file.open(fd, QIODevice::WriteOnly | (append ? QIODevice::Append : QIODevice::NotOpen),
+                   QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return QStringLiteral("cannot write the file");
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return QStringLiteral("not a file");
     const QByteArray bytes = content.toUtf8();
-    const qint64 existing = append ? QFileInfo(*disk).size() : 0;
+    const qint64 existing = append ? info.st_size : 0;
     if (existing + bytes.size() > kMaxWrittenFile)
         return QStringLiteral("the file would be too large");
-    QFile file(*disk);
-    const QIODevice::OpenMode mode =
-        append ? QIODevice::Append : QIODevice::WriteOnly | QIODevice::Truncate;
-    if (!file.open(mode) || file.write(bytes) != bytes.size())
+    if (!append && ::ftruncate(fd, 0) != 0) return QStringLiteral("cannot write the file");
+    if (file.write(bytes) != bytes.size() || !file.flush())
         return QStringLiteral("cannot write the file");
     return {};
 }
@@ -208,7 +253,17 @@ std::pair<QString, QString> Sandbox::makeFolder(const QString& parent, const QSt
     const auto disk = resolve(parent);
     if (!outside || !disk || !QFileInfo(*disk).isDir()) return {{}, QStringLiteral("not a folder")};
     if (!isPlainName(name)) return {{}, QStringLiteral("not a valid folder name")};
-    if (!QDir(*disk).mkpath(name)) return {{}, QStringLiteral("cannot create the folder")};
+    const int dir = openFolder(outside->split(u'/', Qt::SkipEmptyParts));
+    if (dir < 0) return {{}, QStringLiteral("not a folder")};
+    const QByteArray local = QFile::encodeName(name);
+    struct stat info {};
+    // An existing folder is fine; an existing link or file is not.
+    const bool made =
+        ::mkdirat(dir, local.constData(), 0700) == 0 ||
+        (errno == EEXIST && ::fstatat(dir, local.constData(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISDIR(info.st_mode));
+    ::close(dir);
+    if (!made) return {{}, QStringLiteral("cannot create the folder")};
     return {join(*outside, name), {}};
 }
 

@@ -48,6 +48,8 @@ public:
 
 private:
     bool inside(const QString& diskPath) const;
+    int openFolder(const QStringList& segments) const;
+    int openForWriting(const QString& outsidePath, bool append) const;
 
     QString m_root;          // as given, absolute
     QString m_canonicalRoot; // with links resolved

@@ -2,7 +2,7 @@
 // and another conversation is open, a system notification while it is in the
 // background, nothing for the conversation on screen.
 
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 
 #include <QUuid>

@@ -2,7 +2,7 @@
 // only in the badge. The rules keep agent chatter out of the person's way.
 
 #include "conversations/ChatPreview.h"
-#include "conversations/FreedesktopNotifier.h"
+#include "core/FreedesktopNotifier.h"
 #include "core/PrefKeys.h"
 #include "core/Prefs.h"
 #include "store/Store.h"

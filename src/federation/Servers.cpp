@@ -11,7 +11,6 @@
 #include "store/Store.h"
 
 #include <QUuid>
-#include <qcoro/qcorosignal.h>
 
 namespace {
 const QString kFallbackLoginName = QStringLiteral("Ilvar");
@@ -121,8 +120,8 @@ QCoro::Task<> Store::connectServer(ServerProfile profile) {
     if (m_connectingServers.contains(server)) {
         // The running one may have asked before what this caller needs to see.
         m_connectAgain.insert(server);
-        while (co_await qCoro(this, &Store::serverConnectFinished) != server) {
-        }
+        co_await waitWhile(
+            [server](const Store& s) { return s.m_connectingServers.contains(server); });
         co_return;
     }
     m_connectingServers.insert(server);
@@ -159,19 +158,22 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
     quint64 mark = stateEventCount(server);
     std::optional<BootstrapResponse> reply;
     std::optional<QString> used;
-    if (const auto stored = m_serverTokens.constFind(server); stored != m_serverTokens.constEnd()) {
-        used = *stored;
+    const bool hadToken = m_serverTokens.contains(server);
+    if (hadToken) {
+        used = m_serverTokens.value(server);
         reply = co_await tryBootstrap(at(used));
         if (!self) co_return;
-        if (!reply) {
-            used = co_await tryKeyLogin(at(std::nullopt));
+    }
+    // Once this device's key guards the account there, the name alone no
+    // longer signs in: also for a server removed and added again.
+    if (!reply && (hadToken || keyRegistered(*base))) {
+        used = co_await tryKeyLogin(at(std::nullopt));
+        if (!self) co_return;
+        if (used) {
+            keep(*used);
+            mark = stateEventCount(server);
+            reply = co_await tryBootstrap(at(used));
             if (!self) co_return;
-            if (used) {
-                keep(*used);
-                mark = stateEventCount(server);
-                reply = co_await tryBootstrap(at(used));
-                if (!self) co_return;
-            }
         }
     }
     if (!reply) {

@@ -18,6 +18,12 @@ int httpStatus(const QNetworkReply* reply) {
     return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
+qint64 contentLength(const QNetworkReply* reply) {
+    bool known = false;
+    const qint64 total = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
+    return known && total > 0 ? total : -1;
+}
+
 bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
@@ -47,23 +53,22 @@ QCoro::Task<qint64> downloadTo(QUrl url, QIODevice& sink, DownloadProgress progr
 
     auto written = std::make_shared<qint64>(0);
     auto writeFailed = std::make_shared<bool>(false);
-    // An error page is no file: only a 2xx body reaches the sink.
-    const auto drain = [reply, &sink, written, writeFailed] {
+    // An error page is no file: only a 2xx body reaches the sink. Progress
+    // follows what was written: Qt's own progress signal is rate-limited and
+    // says nothing between start and end of a fast transfer.
+    const auto drain = [reply, &sink, written, writeFailed, progress] {
         if (*writeFailed || !isSuccess(httpStatus(reply))) return;
         const QByteArray chunk = reply->readAll();
+        if (chunk.isEmpty()) return;
         if (sink.write(chunk) != chunk.size()) {
             *writeFailed = true;
             reply->abort();
             return;
         }
         *written += chunk.size();
+        if (progress) progress(*written, contentLength(reply));
     };
     QObject::connect(reply, &QNetworkReply::readyRead, reply, drain);
-    if (progress)
-        QObject::connect(reply, &QNetworkReply::downloadProgress, reply,
-                         [progress](qint64 received, qint64 total) {
-                             progress(received, total > 0 ? total : -1);
-                         });
     co_await qCoro(reply).waitForFinished(std::chrono::milliseconds(-1));
     drain();
     if (*writeFailed || reply->error() != QNetworkReply::NoError || !isSuccess(httpStatus(reply)))

@@ -1,7 +1,7 @@
 // The desktop app: one window, one Store for the life of the process, and the
 // QML frame over a C++ view model.
 
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "core/AppSection.h"
 #include "core/PrefKeys.h"
 #include "core/Prefs.h"

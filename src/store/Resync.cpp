@@ -1,12 +1,10 @@
 // The whole picture of the primary server in one merge, and the small
 // operations around it: engines, badge, push token, host polling.
 
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "core/Logging.h"
 #include "model/IDCodec.h"
 #include "store/Store.h"
-
-#include <qcoro/qcorosignal.h>
 
 namespace {
 constexpr int pageSize = 50;
@@ -18,7 +16,7 @@ QCoro::Task<> Store::resync() {
     if (m_resyncRunning) {
         // The running resync may have asked before what this caller needs to see.
         m_resyncAgain = true;
-        co_await qCoro(this, &Store::resyncFinished);
+        co_await waitWhile([](const Store& s) { return s.m_resyncRunning; });
         co_return;
     }
     m_resyncRunning = true;

@@ -32,6 +32,15 @@ QCoro::Task<> Store::sleep(double seconds) const {
     co_await QCoro::sleepFor(std::chrono::milliseconds(ms));
 }
 
+// Polled rather than awaited on a change signal: a queued signal awaiter that
+// sees two emissions before it runs resumes its coroutine a second time, after
+// the first resumption may have finished it.
+QCoro::Task<> Store::waitWhile(std::function<bool(const Store&)> busy) {
+    QPointer<Store> self(this);
+    while (self && busy(*self))
+        co_await QCoro::sleepFor(std::chrono::milliseconds(10));
+}
+
 qint64 Store::scaledMs(double seconds) const {
     return qint64(seconds * 1000.0 * m_options.timeScale);
 }

@@ -20,6 +20,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSet>
+#include <functional>
 #include <memory>
 
 class ServerLink;
@@ -711,6 +712,7 @@ signals:
 
 private:
     void init();
+    QCoro::Task<> waitWhile(std::function<bool(const Store&)> busy);
     ServerLink* ensureLink(int server);
     void forgetLink(int server);
     bool sendOnLink(int server, const QJsonObject& payload);

@@ -35,7 +35,7 @@ struct Harness {
         hub = std::make_unique<WsHub>(*db);
         ctx = std::make_unique<Context>(Context{options, identity, *db, *hub, {}, {}, {}});
         router = std::make_unique<Router>([this](const QString& t) -> std::optional<Caller> {
-            const auto u = db->userForToken(t);
+            const auto u = db->userForToken(t, ctx->tokenMaxIdleMs());
             if (!u) return std::nullopt;
             return Caller{u->id, u->username, u->isGuest, u->isBot, t};
         });
@@ -54,7 +54,7 @@ struct Harness {
         const UserRow alice = db->createUser(QStringLiteral("alice"), false, false);
         const UserRow bob = db->createUser(QStringLiteral("bob"), false, false);
         userId = alice.id;
-        token = db->createToken(alice.id);
+        token = db->createToken(alice.id, TokenKind::Name);
         const qint64 direct =
             db->createChat(QStringLiteral("direct"), QString(), alice.id, {bob.id});
         const qint64 group =

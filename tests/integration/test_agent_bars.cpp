@@ -3,7 +3,7 @@
 // simulated agent host: a queue worked through in order, the status line
 // following the working message, the build bar, stop, and the one deploy
 // notice once the queue is empty.
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/AgentTestKit.h"
@@ -280,6 +280,9 @@ private slots:
     // the model menu names the default model it stands for.
     void openingASessionPullsItsSettings() {
         app->clearSelection();
+        // The client's key guards the owner's account now, which ended the name
+        // token: the owner's other device pairs instead.
+        m_owner.setToken(*signIn(*m_server, QStringLiteral("owner")).api.token);
         const qint64 self = agentkit::selfChat(m_owner);
         const auto set = agentkit::request(m_owner, self, QStringLiteral("setperm"), {},
                                            {{"chatId", m_session}, {"perm", "dangerous"}});

@@ -1,4 +1,4 @@
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -65,6 +65,8 @@ private slots:
 
     void pickSendEditDeleteForward() {
         const ChatSummary plans = await(bob->api.createGroup("Plans", {alice->me->id}));
+        // Pinning in a group is for its managers.
+        await(bob->api.setGroupRole(plans.id, alice->me->id, GroupRole::admin));
         const ChatSummary notes = await(bob->api.createGroup("Notes", {alice->me->id}));
         await(bob->api.send(plans.id, "first from bob"));
         ChatListModel* list = app->chatList();

@@ -87,6 +87,7 @@ class TestFederation : public QObject {
         QCOMPARE(alice->extraServers().size(), 2);
         QCOMPARE(alice->extraServers()[0].serverId, 1);
         QCOMPARE(alice->extraServers()[1].serverId, 2);
+        QTRY_VERIFY_WITH_TIMEOUT(keyBoundOn(*linked) && keyBoundOn(*plain), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(1), 10000);
         QCOMPARE(ServersViewModel::stateOf(*alice, 1), QStringLiteral("live"));
     }
@@ -98,15 +99,14 @@ class TestFederation : public QObject {
     }
 
 private slots:
-    void initTestCase() {
+    // Fresh servers for each test: every test is a new device, and a device
+    // key bound by an earlier one would refuse this one's name sign-in.
+    void init() {
         primary = std::make_unique<ServerProcess>(withArgs({}));
         linked = std::make_unique<ServerProcess>(withArgs({}));
         plain = std::make_unique<ServerProcess>(withArgs({QStringLiteral("--no-websocket")}));
         for (ServerProcess* s : {primary.get(), linked.get(), plain.get()})
             QVERIFY2(s->start(), qPrintable(s->errorString()));
-    }
-
-    void init() {
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
         QVERIFY(alice->me);
@@ -115,6 +115,9 @@ private slots:
     void cleanup() {
         alice.reset();
         env.reset();
+        primary.reset();
+        linked.reset();
+        plain.reset();
     }
 
     void listMergesAllServersByActivity() {
@@ -200,11 +203,9 @@ private slots:
         const Account bobS = signIn(*plain, "bob");
         QVERIFY(await(alice->addServer("plain", plain->httpUrl())));
         alice->stopExtraPolling();
-        QTRY_VERIFY_WITH_TIMEOUT(Prefs::shared()
-                                     .boolean(Store::keyRegisteredKey(QUrl(plain->httpUrl())))
-                                     .value_or(false),
-                                 10000);
-        Hooks extraHooks(*plain, aliceS);
+        QTRY_VERIFY_WITH_TIMEOUT(keyBoundOn(*plain), 10000);
+        // The name token is over: alice's other device pairs to hold the bootstrap.
+        Hooks extraHooks(*plain, signIn(*plain, "alice"));
         QVERIFY(extraHooks.holdNextBootstrap());
         auto joining = alice->connectServer(alice->extraServers().first());
         QTRY_COMPARE_WITH_TIMEOUT(extraHooks.held(), 1, 10000);
@@ -238,10 +239,9 @@ private slots:
         QStringList plainTokens{alice->serverTokens().value(2)};
         const QUrl plainBase(plain->httpUrl());
         // The first answer is trusted: the first contact went in clear, nothing after it.
-        QTRY_VERIFY_WITH_TIMEOUT(
-            PinRegistry::shared().pin(PinRegistry::hostPort(plainBase)) &&
-                Prefs::shared().boolean(Store::keyRegisteredKey(plainBase)).value_or(false),
-            10000);
+        QTRY_VERIFY_WITH_TIMEOUT(PinRegistry::shared().pin(PinRegistry::hostPort(plainBase)) &&
+                                     keyBoundOn(*plain),
+                                 10000);
         plainTokens << alice->serverTokens().value(2);
         Hooks plainHooks(*plain, aliceS);
         const qsizetype plainFrom = plainHooks.plainRequests().size();
@@ -272,7 +272,9 @@ private slots:
         const Message fromBob = await(bobL.api.send(chat.id, "over the link"));
         QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(fromBob.id, 1)), 5000);
         QCOMPARE(alice->messages[chatId].last().senderId, global(bobL.user.id, 1));
-        const Message fromMe = await(aliceL.api.send(chat.id, "my other device"));
+        // Her other device pairs now that the key guards the account.
+        const Account otherDevice = signIn(*linked, "alice");
+        const Message fromMe = await(otherDevice.api.send(chat.id, "my other device"));
         QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(fromMe.id, 1)), 5000);
         QCOMPARE(alice->messages[chatId].last().senderId, alice->me->id);
         // A conversation the client has not seen brings a fresh bootstrap of that server.

@@ -1,4 +1,4 @@
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "conversations/TimelineRows.h"
 #include "store/Store.h"
 #include "support/Accounts.h"

@@ -1,5 +1,5 @@
 #include "agent/MarkerConfig.h"
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -248,6 +248,8 @@ private slots:
         Message pending = mine;
         pending.id = -40;
         pending.isPending = true;
+        // Pinning in a group is for its managers.
+        await(bob->api.setGroupRole(chat.id, alice->me->id, GroupRole::admin));
         alice->setLastError(std::nullopt);
         await(alice->setPinned(pending, true));
         QVERIFY(!alice->chat(chat.id)->pinnedMessage);

@@ -57,16 +57,28 @@ class TestServersScreens : public QObject {
     std::unique_ptr<ClientEnv> env;
     std::unique_ptr<Store> alice;
 
+    // Alice's other device keeps her account on `server`: signed in by name
+    // before this client adds the server, it pairs again once this client's
+    // key guards the account there.
+    bool addServerBesideOtherDevice(const QString& label, const ServerProcess& server) {
+        signIn(server, "alice");
+        if (!await(alice->addServer(label, server.httpUrl()))) return false;
+        return QTest::qWaitFor([&] { return keyBoundOn(server); }, 10000);
+    }
+
 private slots:
     void initTestCase() {
         primary = std::make_unique<ServerProcess>();
-        linked = std::make_unique<ServerProcess>();
-        plain = std::make_unique<ServerProcess>(socketless());
-        for (ServerProcess* s : {primary.get(), linked.get(), plain.get()})
-            QVERIFY2(s->start(), qPrintable(s->errorString()));
+        QVERIFY2(primary->start(), qPrintable(primary->errorString()));
     }
 
+    // The extra servers are new for each test: each test's client is a new
+    // device, and a key an earlier one bound there would refuse its name.
     void init() {
+        linked = std::make_unique<ServerProcess>();
+        plain = std::make_unique<ServerProcess>(socketless());
+        for (ServerProcess* s : {linked.get(), plain.get()})
+            QVERIFY2(s->start(), qPrintable(s->errorString()));
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
         QVERIFY(alice->me);
@@ -75,6 +87,8 @@ private slots:
     void cleanup() {
         alice.reset();
         env.reset();
+        linked.reset();
+        plain.reset();
     }
 
     // Two servers side by side: one with a live link, one that only answers
@@ -236,7 +250,7 @@ private slots:
         ServerProcess& host = extra ? *linked : *primary;
         qint64 chatId = 0;
         if (extra) {
-            QVERIFY(await(alice->addServer("linked", linked->httpUrl())));
+            QVERIFY(addServerBesideOtherDevice("linked", host));
             const Account aliceL = signIn(host, "alice");
             const ChatSummary group = await(aliceL.api.createGroup("g", {}));
             chatId = IDCodec::encode(group.id, 1);
@@ -338,7 +352,7 @@ private slots:
     // A group is made on the primary server: people of other servers are
     // offered for direct conversations only.
     void groupOffersOnlyPrimaryPeople() {
-        QVERIFY(await(alice->addServer("linked", linked->httpUrl())));
+        QVERIFY(addServerBesideOtherDevice("linked", *linked));
         const Account bobL = signIn(*linked, "bob");
         const Account aliceL = signIn(*linked, "alice");
         await(bobL.api.createGroup("there", {aliceL.user.id}));
@@ -397,7 +411,7 @@ private slots:
         ServersViewModel servers(alice.get());
         const auto other = freshServer();
         QVERIFY(other);
-        QVERIFY(await(alice->addServer("other", other->httpUrl())));
+        QVERIFY(addServerBesideOtherDevice("other", *other));
         const Account bobL = signIn(*other, "bob");
         const Account aliceL = signIn(*other, "alice");
         const ChatSummary a = await(aliceL.api.createGroup("one", {bobL.user.id}));

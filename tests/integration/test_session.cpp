@@ -33,15 +33,20 @@ class TestSession : public QObject {
     }
 
 private slots:
-    void initTestCase() {
+    // A fresh server for each test: every test is a new device, and a device
+    // key bound by an earlier one would refuse this one's name sign-in.
+    void init() {
         ServerProcess::Options options;
         options.loopbackOwner = true; // the private network's sign-in is under test
         server = std::make_unique<ServerProcess>(options);
         QVERIFY2(server->start(), qPrintable(server->errorString()));
+        env = std::make_unique<ClientEnv>();
     }
 
-    void init() { env = std::make_unique<ClientEnv>(); }
-    void cleanup() { env.reset(); }
+    void cleanup() {
+        env.reset();
+        server.reset();
+    }
 
     void nameLoginProbesTheWellKnownServersInOrder() {
         wellKnown(kClosedServer, server->httpUrl(), server->plainUrl());

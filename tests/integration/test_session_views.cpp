@@ -76,8 +76,9 @@ private slots:
         QVERIFY2(m_server->start(), qPrintable(m_server->errorString()));
         m_env = std::make_unique<ClientEnv>();
         m_store = launchSignedIn(*m_server, QStringLiteral("owner"));
-        m_owner = std::make_unique<ServerClient>(m_server->httpUrl());
-        QVERIFY(!m_owner->login(QStringLiteral("owner")).isEmpty());
+        // The store's key now guards the owner: this client is a second device.
+        m_owner = std::make_unique<ServerClient>(
+            m_server->httpUrl(), *signIn(*m_server, QStringLiteral("owner")).api.token);
     }
 
     void cleanupTestCase() {

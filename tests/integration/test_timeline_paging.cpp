@@ -1,5 +1,5 @@
 #include "agent/MarkerConfig.h"
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -108,6 +108,9 @@ private slots:
     void newestPageFillsWhatTheLinkMissed() {
         const ChatSummary c = freshGroup(*bob);
         postMany(*bob, c.id, 6, "seen");
+        // On screen, so a resync in between refreshes it by the same merge
+        // instead of dropping it for a reload.
+        alice->setSelectedChatId(c.id);
         await(alice->openChat(c.id));
         QList<Message>& local = alice->messages[c.id];
         QCOMPARE(local.size(), 6);

@@ -22,5 +22,9 @@ Account signIn(const ServerProcess& server, const QString& name);
 std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString& name,
                                       double timeScale = 0.05);
 
+// Whether this client's device key guards its account on `server`, joined as
+// an extra server: from then on the server has ended the account's name tokens.
+bool keyBoundOn(const ServerProcess& server);
+
 // The conversation between two accounts, created by the first.
 ChatSummary directChat(const Account& from, const Account& to);

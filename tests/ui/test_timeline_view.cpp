@@ -76,6 +76,12 @@ class TestTimelineView : public QObject {
         return QTest::qWaitFor([&] { return (list = find("timelineList")) != nullptr; }, 5000);
     }
 
+    Message working() {
+        return next(claude, QStringLiteral("💭 Claude is working…\nEditing files\n\x02"
+                                           "CCMSG=40\n\x02"
+                                           "CCSEEN=40"));
+    }
+
     QQuickItem* find(const char* name) const {
         return findItem(window->contentItem(), QString::fromLatin1(name));
     }
@@ -141,10 +147,7 @@ private slots:
         expectNewestVisible("opened");
 
         // The agent starts working: its status bar takes room under the list.
-        const Message working =
-            next(claude, QStringLiteral("💭 Claude is working…\nEditing files\n\x02"
-                                        "CCMSG=40\n\x02"
-                                        "CCSEEN=40"));
+        const Message working = this->working();
         store->handleEvent(messageFrame(working), 0);
         QQuickItem* status = nullptr;
         QTRY_VERIFY((status = find("ccStatusBar")) != nullptr);
@@ -163,6 +166,40 @@ private slots:
         expectNewestVisible("the reply bar closed");
         model->composer()->setDraft(QStringLiteral("one\ntwo\nthree\nfour\nfive\nsix"));
         expectNewestVisible("the composer grew");
+    }
+
+    // Scrolled back, the button brings the newest message wholly into view,
+    // and it never covers the Stop button of a working session.
+    void jumpToNewestReachesTheBottom() {
+        QVERIFY(open());
+        store->handleEvent(messageFrame(working()), 0);
+        QQuickItem* stop = nullptr;
+        QTRY_VERIFY((stop = find("stopButton")) != nullptr);
+        expectNewestVisible("the status bar appeared");
+        QMetaObject::invokeMethod(list, "positionViewAtEnd");
+        QQuickItem* jump = nullptr;
+        QTRY_VERIFY((jump = find("jumpToNewest")) != nullptr);
+        QVERIFY(!newestFullyVisible());
+        QVERIFY(!sceneRect(jump).intersects(sceneRect(stop)));
+        QTest::mouseClick(window, Qt::LeftButton, {}, sceneRect(jump).center().toPoint());
+        expectNewestVisible("jumped to the newest");
+        QTRY_VERIFY(find("jumpToNewest") == nullptr);
+    }
+
+    // Esc in the search field empties it and leaves the conversation open.
+    void escapeInTheSearchClearsOnlyTheSearch() {
+        QVERIFY(open());
+        QQuickItem* search = find("listSearch");
+        QVERIFY(search);
+        search->forceActiveFocus();
+        QTest::keyClick(window, Qt::Key_Z);
+        QTest::keyClick(window, Qt::Key_Z);
+        QTRY_COMPARE(search->property("text").toString(), QStringLiteral("zz"));
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_COMPARE(search->property("text").toString(), QString());
+        QTest::qWait(100);
+        QCOMPARE(store->selectedChatId(), std::optional<qint64>(kChat));
+        QVERIFY(find("timelineList") != nullptr);
     }
 
     // A notice of another conversation reads as plain words.

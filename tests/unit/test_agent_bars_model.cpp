@@ -2,7 +2,7 @@
 // filled by hand: which prompt an answer quotes, the badges and when they
 // read again, what follows the open conversation, the deploy chip and where
 // a finished deploy is announced.
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/TestSupport.h"
 #include "ui/AgentBarsModel.h"

@@ -132,6 +132,20 @@ private slots:
         QCOMPARE(Prefs::shared().string("claudeHostName"), QString());
     }
 
+    void deviceKeyFlagHasOneFormForEveryServer() {
+        const QUrl extra("http://h.example:8391");
+        const QString older = "deviceKeyRegistered:http://h.example:8391";
+        QVERIFY(!Store::keyRegistered(extra));
+        // A flag an earlier build wrote under the whole address is adopted once.
+        Prefs::shared().setValue(older, true);
+        QVERIFY(Store::keyRegistered(extra));
+        QVERIFY(!Prefs::shared().contains(older));
+        QVERIFY(Store::keyRegistered(extra));
+        // The plain and the TLS address of one server share the flag.
+        QVERIFY(Store::keyRegistered(QUrl("https://h.example:8391/")));
+        QVERIFY(!Store::keyRegistered(QUrl("http://h.example:8392")));
+    }
+
     void deviceIdIsStable() {
         const QString id = Store::deviceId();
         QVERIFY(!QUuid::fromString(id).isNull());

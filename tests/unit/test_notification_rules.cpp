@@ -1,4 +1,4 @@
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Frames.h"
 #include "support/TestSupport.h"

@@ -1,4 +1,4 @@
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 
 Notifier::~Notifier() = default;
 

@@ -5,7 +5,7 @@
 // badge through the launcher-entry signal. Without a session bus it does
 // nothing, quietly.
 
-#include "conversations/Notifier.h"
+#include "core/Notifier.h"
 
 #include <QHash>
 

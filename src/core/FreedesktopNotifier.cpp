@@ -1,4 +1,4 @@
-#include "conversations/FreedesktopNotifier.h"
+#include "core/FreedesktopNotifier.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
