@@ -6,7 +6,7 @@
 
 #include <QJsonObject>
 
-void Store::markRead(qint64 chatId) {
+void Store::clearUnread(qint64 chatId) {
     for (ChatSummary& c : chats) {
         if (c.id != chatId) continue;
         c.unread = 0;
@@ -15,6 +15,10 @@ void Store::markRead(qint64 chatId) {
     }
     clearNotifications(chatId);
     refreshBadge();
+}
+
+void Store::markRead(qint64 chatId) {
+    clearUnread(chatId);
     std::optional<qint64> target;
     const QList<Message> local = messages.value(chatId);
     for (auto it = local.crbegin(); it != local.crend(); ++it)

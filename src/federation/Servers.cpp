@@ -381,17 +381,10 @@ QCoro::Task<> Store::joinExtraServer(QUrl base, QString serverToken) {
 QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
     QPointer<Store> self(this);
     const QString name = me ? me->username : QStringLiteral("Guest");
-    LoginResponse reply;
-    try {
-        const Api anonymous = pinnedApi(base, std::nullopt);
-        auto call = anonymous.loginGuest(name, rawCode);
-        reply = co_await call;
-    } catch (const std::exception& e) {
-        if (self) setLastError(describeError(e));
-        co_return;
-    }
-    if (!self) co_return;
-    auto join = joinExtraServer(base, reply.token);
+    auto call = signInAsGuest(pinnedApi(base, std::nullopt), name, rawCode);
+    const auto reply = co_await call;
+    if (!self || !reply) co_return;
+    auto join = joinExtraServer(base, reply->token);
     co_await join;
     if (!self) co_return;
     setSelectedChatId(std::nullopt);

@@ -192,17 +192,8 @@ void Store::handleRead(const WsEvent& event) {
         readAt[chatId][userId] = event.at.value_or(nowMs());
         emit readsChanged(chatId);
     }
-    if (me && userId == me->id) {
-        // Read on another device: the local effect of reading lands here.
-        for (ChatSummary& c : chats) {
-            if (c.id != chatId) continue;
-            c.unread = 0;
-            emit chatChanged(chatId);
-            break;
-        }
-        clearNotifications(chatId);
-        refreshBadge();
-    }
+    // Read on another device: the local effect of reading lands here.
+    if (me && userId == me->id) clearUnread(chatId);
 }
 
 void Store::handlePresence(const WsEvent& event, int server) {

@@ -133,6 +133,19 @@ QCoro::Task<bool> Store::tailnetAutoLogin() {
 
 // MARK: Invite logins
 
+// Nothing when the server refused; the reason is shown.
+QCoro::Task<std::optional<LoginResponse>> Store::signInAsGuest(Api anonymous, QString name,
+                                                               QString code) {
+    QPointer<Store> self(this);
+    try {
+        auto call = anonymous.loginGuest(name, code);
+        co_return co_await call;
+    } catch (const std::exception& e) {
+        if (self) setLastError(describeError(e));
+    }
+    co_return std::nullopt;
+}
+
 QCoro::Task<> Store::loginGuest(QString name, QString code) {
     QPointer<Store> self(this);
     setLastError(std::nullopt);
@@ -151,16 +164,9 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
     }
     const auto primary = api();
     const bool onPrimary = primary && primary->base == *target;
-    LoginResponse reply;
-    try {
-        const Api anonymous(*target, std::nullopt);
-        auto call = anonymous.loginGuest(name, rawCode);
-        reply = co_await call;
-    } catch (const std::exception& e) {
-        if (self) setLastError(describeError(e));
-        co_return;
-    }
-    if (!self) co_return;
+    auto call = signInAsGuest(Api(*target, std::nullopt), name, rawCode);
+    const auto reply = co_await call;
+    if (!self || !reply) co_return;
     clearAllDeliveredNotifications();
     if (onPrimary) {
         Prefs::shared().remove(PrefKey::guestServerURL);
@@ -169,8 +175,8 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
         serverURLString = absoluteText(*target);
         Prefs::shared().setValue(PrefKey::guestServerURL, serverURLString);
     }
-    token = reply.token;
-    me = reply.user;
+    token = reply->token;
+    me = reply->user;
     persistMe();
     emit sessionChanged();
     co_await resync();

@@ -259,6 +259,8 @@ public:
 
     // MARK: Reads
     void markRead(qint64 chatId);
+    // Read here or on another device: the unread count, notifications and badge.
+    void clearUnread(qint64 chatId);
     int unreadChatCount() const;
 
     // MARK: Sending
@@ -713,6 +715,8 @@ signals:
 private:
     void init();
     QCoro::Task<> waitWhile(std::function<bool(const Store&)> busy);
+    QCoro::Task<std::optional<LoginResponse>> signInAsGuest(Api anonymous, QString name,
+                                                            QString code);
     ServerLink* ensureLink(int server);
     void forgetLink(int server);
     bool sendOnLink(int server, const QJsonObject& payload);
