@@ -260,7 +260,7 @@ void Store::logout() {
     messages.clear();
     hasMore.clear();
     setSelectedChatId(std::nullopt);
-    chatSettingsChatId.reset();
+    m_chatSettingsChatId.reset();
     if (ServerLink* primary = link(0)) primary->close();
     claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
     setClaudeHostName(std::nullopt); // stores the empty name

@@ -183,8 +183,20 @@ void Store::setMutedChats(const QSet<qint64>& muted) {
 void Store::setSelectedChatId(std::optional<qint64> chatId) {
     if (m_selectedChatId == chatId) return;
     m_selectedChatId = chatId;
-    chatSettingsChatId.reset();
+    m_chatSettingsChatId.reset();
     emit selectionChanged();
+}
+
+void Store::openChatSettings(qint64 chatId) {
+    setSelectedChatId(chatId);
+    m_chatSettingsChatId = chatId;
+}
+
+void Store::setChatDraft(qint64 chatId, const QString& text) {
+    if (text.isEmpty())
+        m_chatDrafts.remove(chatId);
+    else
+        m_chatDrafts.insert(chatId, text);
 }
 
 void Store::setLastError(std::optional<QString> error) {

@@ -221,7 +221,9 @@ public:
     // MARK: Conversations
     QList<ChatSummary> chats;
     QHash<qint64, QList<Message>> messages;
-    QHash<qint64, QString> chatDrafts;
+    const QHash<qint64, QString>& chatDrafts() const { return m_chatDrafts; }
+    // An empty draft is no draft.
+    void setChatDraft(qint64 chatId, const QString& text);
     QHash<qint64, bool> hasMore;
     QSet<qint64> loadingOlder;
     qint64 nextTempId = -1;
@@ -378,7 +380,9 @@ public:
     // MARK: Navigation and chrome
     std::optional<qint64> selectedChatId() const { return m_selectedChatId; }
     void setSelectedChatId(std::optional<qint64> chatId);
-    std::optional<qint64> chatSettingsChatId;
+    // The conversation whose settings are open; it is also the selected one.
+    std::optional<qint64> chatSettingsChatId() const { return m_chatSettingsChatId; }
+    void openChatSettings(qint64 chatId);
     std::optional<QString> toast;
     int toastId = 0;
 
@@ -825,6 +829,8 @@ private:
     void adoptProfile(const User& user);
     void reindexChats() const;
     std::optional<InAppBanner> m_inAppBanner;
+    QHash<qint64, QString> m_chatDrafts;
+    std::optional<qint64> m_chatSettingsChatId;
     std::shared_ptr<Notifier> m_notifier;
     std::shared_ptr<Geocoder> m_geocoder;
     // Where each conversation stood in `chats` when last looked up; checked on use.

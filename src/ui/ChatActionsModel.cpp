@@ -41,7 +41,6 @@ void ChatActionsModel::deleteChat(qint64 chatId) {
 
 void ChatActionsModel::openSettings(qint64 chatId) {
     if (!m_store || !m_store->chat(chatId)) return;
-    m_store->setSelectedChatId(chatId);
-    m_store->chatSettingsChatId = chatId;
+    m_store->openChatSettings(chatId);
     emit settingsRequested(chatId);
 }

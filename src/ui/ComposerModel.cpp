@@ -67,7 +67,7 @@ void ComposerModel::setChatId(qint64 chatId) {
     if (chatId == m_chatId) return;
     m_chatId = chatId;
     // Each conversation keeps its own draft; what was staged here stays behind.
-    m_draft = m_store ? m_store->chatDrafts.value(chatId) : QString();
+    m_draft = m_store ? m_store->chatDrafts().value(chatId) : QString();
     m_replyTo.reset();
     m_editTarget.reset();
     m_images.clear();
@@ -86,10 +86,7 @@ void ComposerModel::setDraft(const QString& draft) {
     if (draft == m_draft) return;
     m_draft = draft;
     if (m_store) {
-        if (draft.isEmpty())
-            m_store->chatDrafts.remove(m_chatId);
-        else
-            m_store->chatDrafts[m_chatId] = draft;
+        m_store->setChatDraft(m_chatId, draft);
         if (!draft.isEmpty() && !m_editTarget && m_chatId) m_store->sendTyping(m_chatId);
     }
     emit draftChanged();

@@ -185,18 +185,18 @@ private slots:
         Store::deviceId();
         const auto pins = PinRegistry::shared().allPins();
         QVERIFY(!pins.isEmpty());
-        store->chatDrafts[1] = "draft";
+        store->setChatDraft(1, "draft");
         store->userActivity[1] = 5;
         store->setClaudeHostName(QStringLiteral("studio"));
         store->setSelectedChatId(7);
-        store->chatSettingsChatId = 7;
+        store->openChatSettings(7);
 
         store->logout();
         // The host's name is stored empty, and the settings sheet goes with the selection.
         QCOMPARE(prefs.string("claudeHostName"), std::optional<QString>(QString()));
         QCOMPARE(store->claudeHostName(), std::nullopt);
         QCOMPARE(store->selectedChatId(), std::nullopt);
-        QCOMPARE(store->chatSettingsChatId, std::nullopt);
+        QCOMPARE(store->chatSettingsChatId(), std::nullopt);
         for (const QString& key : cleared)
             QVERIFY2(!prefs.contains(key), qPrintable(key));
         for (const QString& key : kept)
@@ -207,7 +207,7 @@ private slots:
         QVERIFY(store->chats.isEmpty() && store->users.isEmpty() && store->messages.isEmpty());
         QCOMPARE(store->serverURLString, QString());
         QVERIFY(!store->api());
-        QCOMPARE(store->chatDrafts.value(1), "draft");
+        QCOMPARE(store->chatDrafts().value(1), "draft");
         QCOMPARE(store->userActivity.value(1), 5);
         QVERIFY(store->suppressAutoLogin);
         QVERIFY(!await(store->tailnetAutoLogin()));

@@ -115,12 +115,11 @@ private slots:
         store.setAppActive(false);
         QCOMPARE(changes, 1);
 
+        store.openChatSettings(4);
         store.setSelectedChatId(4);
-        store.chatSettingsChatId = 4;
-        store.setSelectedChatId(4);
-        QCOMPARE(store.chatSettingsChatId, 4);
+        QCOMPARE(store.chatSettingsChatId(), 4);
         store.setSelectedChatId(5);
-        QVERIFY(!store.chatSettingsChatId);
+        QVERIFY(!store.chatSettingsChatId());
 
         store.setMutedChats({3, 1});
         QCOMPARE(Prefs::shared().bytes("mutedChats"), QByteArray("[1,3]"));

@@ -455,7 +455,7 @@ private slots:
         store->setSelectedChatId(chatId);
         QCOMPARE(composer.chatId(), chatId);
         composer.setDraft("hello");
-        QCOMPARE(store->chatDrafts.value(chatId), "hello");
+        QCOMPARE(store->chatDrafts().value(chatId), "hello");
         store->setSelectedChatId(std::nullopt);
         QCOMPARE(composer.draft(), QString());
         store->setSelectedChatId(chatId);
