@@ -91,7 +91,11 @@ void ServerLink::onFrame(QWebSocket* socket, const QString& text) {
 
 void ServerLink::onLost(QWebSocket* socket) {
     if (socket != m_socket) return;
-    discard();
+    // Told from inside the socket's own teardown: closing it again from here
+    // would write into a connection that is being taken apart.
+    m_socket = nullptr;
+    socket->disconnect(this);
+    socket->deleteLater();
     const bool wasUp = m_up;
     m_up = false;
     // The wait is scheduled first, so whoever hears of the loss sees the next delay.
@@ -106,6 +110,7 @@ void ServerLink::pingLoop(QWebSocket* socket) {
             if (!self || !task || self->m_socket != task) co_return;
             // A peer that went silent never answers: a missing pong is a failed ping.
             if (self->m_pingOutstanding) {
+                task->abort();
                 self->onLost(task);
                 co_return;
             }
