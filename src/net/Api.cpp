@@ -4,10 +4,12 @@
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
 
+#include <QCoreApplication>
 #include <QCoroNetworkReply>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <utility>
 
 using json::put;
 using json::req;
@@ -88,14 +90,20 @@ QJsonObject Api::PairCodeResponse::toJson() const {
 
 // MARK: Session, URLs
 
+namespace {
+QNetworkAccessManager* sharedSession = nullptr;
+} // namespace
+
 QNetworkAccessManager& Api::session() {
-    static QNetworkAccessManager* manager = [] {
-        auto* m = new QNetworkAccessManager();
-        m->setTransferTimeout(requestTimeoutMs);
-        m->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
-        return m;
-    }();
-    return *manager;
+    if (!sharedSession) {
+        sharedSession = new QNetworkAccessManager();
+        sharedSession->setTransferTimeout(requestTimeoutMs);
+        sharedSession->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
+        // Its transfer thread loads plugins and must be gone before the
+        // application it asks for them is.
+        qAddPostRoutine([] { delete std::exchange(sharedSession, nullptr); });
+    }
+    return *sharedSession;
 }
 
 void Api::setRequestTimeoutForTesting(int ms) {
