@@ -1,6 +1,7 @@
 // Profile pictures of users and pictures of groups: uploaded as JPEG bytes,
-// served back without a token (image views cannot send one) at the path the
-// client builds from the id and the picture's version.
+// served back at the path the client builds from the id and the picture's
+// version. A person's picture is shown to anyone signed in, a group's only to
+// its members.
 #include "Activity.h"
 #include "Events.h"
 #include "Files.h"
@@ -54,6 +55,11 @@ HttpReply serve(Context& ctx, const QString& name) {
     return HttpReply{200, *bytes, "image/jpeg"};
 }
 
+HttpReply serveGroup(Context& ctx, const HttpRequest& req) {
+    const ChatRow chat = activity::requireMember(ctx, req.id(), req.me().userId);
+    return serve(ctx, chatPicture(chat.id));
+}
+
 } // namespace
 
 void addAvatarRoutes(Router& router, Context& ctx) {
@@ -65,8 +71,8 @@ void addAvatarRoutes(Router& router, Context& ctx) {
     router.add(
         "POST", QStringLiteral("api/chats/<id>/avatar"), A::Caller,
         [&ctx](const HttpRequest& r) { return uploadGroup(ctx, r); }, B::Raw);
-    router.add("GET", QStringLiteral("api/users/<id>/avatar"), A::Public,
+    router.get(QStringLiteral("api/users/<id>/avatar"),
                [&ctx](const HttpRequest& r) { return serve(ctx, userPicture(r.id())); });
-    router.add("GET", QStringLiteral("api/chats/<id>/avatar"), A::Public,
-               [&ctx](const HttpRequest& r) { return serve(ctx, chatPicture(r.id())); });
+    router.get(QStringLiteral("api/chats/<id>/avatar"),
+               [&ctx](const HttpRequest& r) { return serveGroup(ctx, r); });
 }

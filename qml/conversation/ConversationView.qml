@@ -238,7 +238,8 @@ Item {
         }
     }
     // Ways in for the screenshot script: the newest picture zoomed, the
-    // newest file saving to the downloads folder, the quality menu.
+    // newest file saving to the downloads folder, the quality menu, the
+    // actions of the person's own newest message.
     Connections {
         target: AppModel
         function onSheetRequested(name, chatId) {
@@ -250,6 +251,9 @@ Item {
                 AppModel.transfers.save(file.url, AppModel.transfers.suggestedTarget(file.name))
             } else if (name === "quality") {
                 composer.openQualityMenu()
+            } else if (name === "messageMenu") {
+                actions.openFor({ messageId: view.timeline.lastOwnMessageId(), isMine: true },
+                                list, list.width / 2, list.height / 3)
             }
         }
     }

@@ -39,6 +39,8 @@ Menu {
     MenuItem {
         readonly property bool isPinned: AppModel.selectedChatPinned.id === menu.messageId
         text: isPinned ? Loc.l("Unpin", Loc.revision) : Loc.l("Pin", Loc.revision)
+        visible: AppModel.selectedChatPinnable
+        height: visible ? implicitHeight : 0
         enabled: menu.sent
         onTriggered: AppModel.setPinned(menu.messageId, !isPinned)
     }

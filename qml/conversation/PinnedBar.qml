@@ -4,7 +4,7 @@ import Velmarin
 import Velmarin.Core
 
 // The open conversation's pinned message above the timeline: a click jumps to
-// it, the cross unpins it.
+// it, the cross (for those who may pin) unpins it.
 Rectangle {
     id: bar
     objectName: "pinnedBar"
@@ -54,6 +54,7 @@ Rectangle {
         anchors.right: parent.right
         anchors.rightMargin: Theme.padM
         anchors.verticalCenter: parent.verticalCenter
+        visible: AppModel.selectedChatPinnable
         symbol: "xmark"
         label: Loc.l("Unpin", Loc.revision)
         onClicked: AppModel.setPinned(bar.pinned.id, false)

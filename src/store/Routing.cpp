@@ -3,6 +3,7 @@
 
 #include "model/IDCodec.h"
 #include "net/Pinning.h"
+#include "net/ServerTokens.h"
 #include "store/Store.h"
 
 qint64 Store::mapUserId(qint64 id, int server) const {
@@ -74,6 +75,17 @@ std::optional<Api> Store::apiFor(int server) const {
                                                              : std::optional<QString>(*tokenIt));
     }
     return std::nullopt;
+}
+
+void Store::publishServerTokens() const {
+    QList<ServerTokens::Entry> entries;
+    const auto add = [&entries](const std::optional<Api>& serverApi) {
+        if (serverApi && serverApi->token) entries.append({serverApi->base, *serverApi->token});
+    };
+    add(api());
+    for (const ServerProfile& profile : m_extraServers)
+        add(apiFor(profile.serverId));
+    ServerTokens::shared().publish(this, std::move(entries));
 }
 
 std::optional<Store::Route> Store::route(qint64 id) const {

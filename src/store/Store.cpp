@@ -7,6 +7,7 @@
 #include "core/Prefs.h"
 #include "core/PrefsMaps.h"
 #include "net/Pinning.h"
+#include "net/ServerTokens.h"
 #include "store/ServerLink.h"
 
 #include <QTimer>
@@ -15,10 +16,15 @@
 
 Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) {
     wireAgentCaches();
+    // Every change of a token or a server's address comes with one of these.
+    connect(this, &Store::sessionChanged, this, &Store::publishServerTokens);
+    connect(this, &Store::extraServersChanged, this, &Store::publishServerTokens);
     init();
+    publishServerTokens();
 }
 
 Store::~Store() {
+    ServerTokens::shared().publish(this, {});
     flushUserActivity();
     // Links die with the store; their last signals must not reach a half-destroyed store.
     for (ServerLink* link : std::as_const(m_links))

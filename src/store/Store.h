@@ -718,6 +718,8 @@ signals:
 
 private:
     void init();
+    // Hands every server's address and token to the fetches of the views.
+    void publishServerTokens() const;
     QCoro::Task<> waitWhile(std::function<bool(const Store&)> busy);
     QCoro::Task<std::optional<LoginResponse>> signInAsGuest(Api anonymous, QString name,
                                                             QString code);

@@ -92,6 +92,8 @@ class AppModel : public QObject {
     Q_PROPERTY(QVariantMap banner READ banner NOTIFY bannerChanged)
     // The open conversation's pinned message: {id, sender, text}, or empty.
     Q_PROPERTY(QVariantMap selectedChatPinned READ selectedChatPinned NOTIFY pinnedChanged)
+    // Whether the signed-in person may pin and unpin in the open conversation.
+    Q_PROPERTY(bool selectedChatPinnable READ selectedChatPinnable NOTIFY pinnedChanged)
     // Joining by code, by invite link, and the empty list's prompt.
     Q_PROPERTY(JoinViewModel* join READ join CONSTANT)
     // A group's settings, the people section and another person's profile.
@@ -193,6 +195,7 @@ public:
     Q_INVOKABLE void forwardMessage(qint64 messageId, qint64 toChatId);
     Q_INVOKABLE void stopAgent();
     QVariantMap selectedChatPinned() const;
+    bool selectedChatPinnable() const;
     Q_INVOKABLE void setPinned(qint64 messageId, bool pinned);
     GroupSettingsModel* groupSettings() const { return m_groupSettings.get(); }
     PeopleModel* people() const { return m_people.get(); }

@@ -37,6 +37,9 @@ void AppModel::connectConversation() {
     connect(store, &Store::chatChanged, this,
             [=](qint64 id) { ifSelected(id, &AppModel::pinnedChanged); });
     connect(store, &Store::selectionChanged, this, &AppModel::pinnedChanged);
+    // Who may pin follows the person's role in the group.
+    connect(store, &Store::groupRolesChanged, this, &AppModel::pinnedChanged);
+    connect(store, &Store::sessionChanged, this, &AppModel::pinnedChanged);
     connect(LocNotifier::instance(), &LocNotifier::languageChanged, this,
             &AppModel::subtitleChanged);
 }
@@ -103,6 +106,13 @@ QVariantMap AppModel::selectedChatPinned() const {
     return {{QStringLiteral("id"), m.id},
             {QStringLiteral("sender"), m.senderName},
             {QStringLiteral("text"), firstLine(previewBody(m))}};
+}
+
+bool AppModel::selectedChatPinnable() const {
+    const auto id = m_store ? m_store->selectedChatId() : std::nullopt;
+    const ChatSummary* chat = id ? m_store->chat(*id) : nullptr;
+    // In a group its owner and admins pin; in a direct conversation both people do.
+    return chat && (!chat->isGroup() || m_store->canManageGroup(*id));
 }
 
 void AppModel::setPinned(qint64 messageId, bool pinned) {

@@ -1,6 +1,7 @@
 #include "ui/PinnedImageLoader.h"
 
 #include "net/Pinning.h"
+#include "net/ServerTokens.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -15,6 +16,8 @@ protected:
                                  QIODevice* outgoingData) override {
         QNetworkRequest request(original);
         PinningDelegate::prepare(request);
+        // Pictures are for those signed in: each goes out with its own server's token.
+        if (op == GetOperation || op == HeadOperation) ServerTokens::shared().authorize(request);
         QNetworkReply* reply = QNetworkAccessManager::createRequest(op, request, outgoingData);
         PinningDelegate::attach(reply);
         return reply;

@@ -141,6 +141,34 @@ private slots:
                              [&](const Message& m) { return m.id == mine; }));
     }
 
+    // Pin is offered where the server takes it: a group's owner and admins, both
+    // people of a direct conversation.
+    void pinIsOfferedByRole() {
+        const ChatSummary group = await(bob->api.createGroup("Crew", {alice->me->id}));
+        const ChatSummary direct = await(bob->api.createDirect(alice->me->id));
+        QTRY_VERIFY_WITH_TIMEOUT(alice->chat(group.id) && alice->chat(direct.id), 5000);
+        QVERIFY(!app->selectedChatPinnable());
+
+        app->selectChat(group.id);
+        QVERIFY(!app->selectedChatPinnable());
+        // What a binding on the property sees: its value at each change signal.
+        QList<bool> seen;
+        QObject watch;
+        connect(app.get(), &AppModel::pinnedChanged, &watch,
+                [&] { seen << app->selectedChatPinnable(); });
+        await(bob->api.setGroupRole(group.id, alice->me->id, GroupRole::admin));
+        QTRY_VERIFY_WITH_TIMEOUT(!seen.isEmpty() && seen.last(), 5000);
+        await(bob->api.setGroupRole(group.id, alice->me->id, GroupRole::user));
+        QTRY_VERIFY_WITH_TIMEOUT(!seen.last(), 5000);
+
+        app->selectChat(direct.id);
+        QVERIFY(app->selectedChatPinnable());
+        const qint64 said = await(bob->api.send(direct.id, "pin me")).id;
+        QTRY_VERIFY_WITH_TIMEOUT(messageIds(*app->timeline()).contains(said), 5000);
+        app->setPinned(said, true);
+        QTRY_COMPARE_WITH_TIMEOUT(app->selectedChatPinned().value("id").toLongLong(), said, 5000);
+    }
+
     void headerFollowsTypingAndBannerOpensItsConversation() {
         const ChatSummary direct = await(bob->api.createDirect(alice->me->id));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(direct.id), 5000);

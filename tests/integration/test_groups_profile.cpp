@@ -7,9 +7,13 @@
 #include "support/ClientEnv.h"
 #include "support/ServerClient.h"
 #include "support/ServerProcess.h"
+#include "ui/PinnedImageLoader.h"
 
 #include <QBuffer>
 #include <QImage>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -56,6 +60,16 @@ QByteArray photo() {
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
     return *makeAvatarJPEG(png);
+}
+
+// A picture as the views load it: through the QML engine's network access.
+std::pair<int, QByteArray> loadAsViewsDo(const QUrl& url) {
+    PinnedNetworkFactory factory;
+    std::unique_ptr<QNetworkAccessManager> nam(factory.create(nullptr));
+    std::unique_ptr<QNetworkReply> reply(nam->get(QNetworkRequest(url)));
+    QSignalSpy finished(reply.get(), &QNetworkReply::finished);
+    if (!reply->isFinished() && !finished.wait(15000)) return {0, {}};
+    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll()};
 }
 } // namespace
 
@@ -205,16 +219,21 @@ private slots:
         QVERIFY(alice->me->avatarAt);
         const auto mine = alice->avatarURL(alice->me->id);
         QVERIFY(mine);
+        // Pictures are for those signed in; the views send the token along.
         ServerClient anyone(server->httpUrl());
-        QCOMPARE(anyone.get(mine->path().mid(1)).body, jpeg);
-        QCOMPARE(anyone.get(QString("api/users/%1/avatar").arg(bob->user.id)).status, 404);
+        QCOMPARE(anyone.get(mine->path().mid(1)).status, 401);
+        QCOMPARE(loadAsViewsDo(*mine), std::make_pair(200, jpeg));
+        ServerClient member(server->httpUrl(), bob->api.token.value_or(QString()));
+        QCOMPARE(member.get(QString("api/users/%1/avatar").arg(bob->user.id)).status, 404);
 
         const auto group = await(alice->createGroup("Pictured", {bob->user.id}));
         await(alice->uploadGroupAvatar(group->id, jpeg));
         QVERIFY(alice->chat(group->id)->avatarAt);
         const auto url = alice->chatAvatarURL(*alice->chat(group->id));
         QVERIFY(url);
-        QCOMPARE(anyone.get(url->path().mid(1)).body, jpeg);
+        QCOMPARE(anyone.get(url->path().mid(1)).status, 401);
+        QCOMPARE(loadAsViewsDo(*url), std::make_pair(200, jpeg));
+        QCOMPARE(member.get(url->path().mid(1)).body, jpeg);
 
         await(alice->uploadAvatar("not a jpeg"));
         QCOMPARE(alice->lastError(), "the picture must be a JPEG");

@@ -406,6 +406,33 @@ private slots:
                  200);
     }
 
+    // A group's picture is for its members, a person's for anyone signed in.
+    void picturesNeedAToken() {
+        const QByteArray jpeg = QByteArray("\xFF\xD8\xFF\xE0") + QByteArray(64, 'p');
+        const auto upload = [&](const QByteArray& path) {
+            RawConnection conn(m_server->port(), true);
+            conn.send(request("POST", path,
+                              "Authorization: Bearer " + m_alice.token().toUtf8() +
+                                  "\r\nContent-Type: image/jpeg\r\n",
+                              jpeg));
+            return conn.reply().first;
+        };
+        QCOMPARE(upload("/api/chats/" + QByteArray::number(m_group) + "/avatar"), 200);
+        QCOMPARE(upload("/api/me/avatar"), 200);
+        const QString group = QStringLiteral("api/chats/%1/avatar").arg(m_group);
+        const QString alice = QStringLiteral("api/users/%1/avatar").arg(agentkit::myId(m_alice));
+        ServerClient anonymous(m_server->httpsUrl());
+        ServerClient forged(m_server->httpsUrl(), QString(43, QLatin1Char('x')));
+        for (ServerClient* nobody : {&anonymous, &forged}) {
+            QCOMPARE(nobody->get(group).status, 401);
+            QCOMPARE(nobody->get(alice).status, 401);
+        }
+        const int outsider = m_mallory.get(group).status;
+        QVERIFY2(outsider == 403 || outsider == 404, qPrintable(QString::number(outsider)));
+        QCOMPARE(m_bob.get(group).body, jpeg);
+        QCOMPARE(m_mallory.get(alice).body, jpeg);
+    }
+
     // Someone in neither conversation reaches nothing of them.
     void outsidersAreRefused_data() {
         QTest::addColumn<QByteArray>("verb");

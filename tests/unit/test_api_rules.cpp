@@ -1,8 +1,10 @@
 #include "net/Api.h"
 #include "net/Pinning.h"
+#include "net/ServerTokens.h"
 #include "store/Store.h"
 #include "support/TestSupport.h"
 
+#include <QNetworkRequest>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -56,7 +58,8 @@ private slots:
             << int(C::TimedOut) << ""
             << "the server took too long to respond. Check your connection (Tailscale) and try "
                "again.";
-        QTest::newRow("other keeps its text") << int(C::Other) << "h" << "raw description";
+        QTest::newRow("other keeps its text") << int(C::Other) << "h"
+                                              << "raw description";
     }
 
     void friendlyMessages() {
@@ -107,13 +110,89 @@ private slots:
         QVERIFY(!pins.pin("h:80"));
     }
 
+    // A fetch carries the token of the server it goes to, and no other's.
+    void tokensStayWithTheirServer_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("token");
+        QTest::newRow("picture") << "http://a:8391/api/users/1/avatar?v=2"
+                                 << "A";
+        QTest::newRow("host case") << "http://A:8391/api/chats/3/avatar"
+                                   << "A";
+        QTest::newRow("other port") << "http://a:8392/api/users/1/avatar"
+                                    << "";
+        QTest::newRow("other host") << "http://evil:8391/api/users/1/avatar"
+                                    << "";
+        QTest::newRow("not upgraded") << "https://a:8391/api/users/1/avatar"
+                                      << "";
+        QTest::newRow("under a path") << "https://b/chat/api/users/1/avatar"
+                                      << "B";
+        QTest::newRow("longer path wins") << "https://b/chat/deep/api/x"
+                                          << "D";
+        QTest::newRow("host's root") << "https://b/api/users/1/avatar"
+                                     << "C";
+        QTest::newRow("look-alike path") << "https://b/chatter/api/x"
+                                         << "C";
+        QTest::newRow("climbing out") << "https://b/chat/../api/x"
+                                      << "C";
+        QTest::newRow("plain to a tls server") << "http://b/chat/api/x"
+                                               << "";
+        QTest::newRow("other scheme") << "ftp://a:8391/api/x"
+                                      << "";
+    }
+
+    void tokensStayWithTheirServer() {
+        QFETCH(QString, url);
+        QFETCH(QString, token);
+        ScopedPrefs prefs;
+        PinRegistry::shared().reload();
+        ServerTokens& tokens = ServerTokens::shared();
+        const int one = 0, two = 0;
+        tokens.publish(&one, {{QUrl("http://a:8391"), "A"}, {QUrl("https://b/chat/"), "B"}});
+        tokens.publish(&two, {{QUrl("https://b"), "C"}, {QUrl("https://b/chat/deep"), "D"}});
+        QCOMPARE(tokens.tokenFor(QUrl(url)).value_or(QString()), token);
+        QNetworkRequest request{QUrl(url)};
+        tokens.authorize(request);
+        QCOMPARE(request.rawHeader("Authorization"),
+                 token.isEmpty() ? QByteArray() : "Bearer " + token.toUtf8());
+        tokens.publish(&one, {});
+        tokens.publish(&two, {});
+        QVERIFY(!tokens.tokenFor(QUrl(url)));
+    }
+
+    void tokensFollowAServerOntoTls() {
+        ScopedPrefs prefs;
+        PinRegistry::shared().reload();
+        ServerTokens& tokens = ServerTokens::shared();
+        const int owner = 0;
+        tokens.publish(&owner, {{QUrl("http://a:8391"), "A"}});
+        QNetworkRequest request{QUrl("https://a:8391/api/users/1/avatar")};
+        tokens.authorize(request);
+        QVERIFY(!request.hasRawHeader("Authorization"));
+        // Once pinned, the plain address is spoken to over TLS, pictures included.
+        PinRegistry::shared().setPin("fp", "a:8391");
+        tokens.authorize(request);
+        QCOMPARE(request.rawHeader("Authorization"), "Bearer A");
+        QCOMPARE(request.attribute(QNetworkRequest::RedirectPolicyAttribute).toInt(),
+                 int(QNetworkRequest::SameOriginRedirectPolicy));
+        // A header already set is left as it is.
+        QNetworkRequest own{QUrl("https://a:8391/x")};
+        own.setRawHeader("Authorization", "Bearer mine");
+        tokens.authorize(own);
+        QCOMPARE(own.rawHeader("Authorization"), "Bearer mine");
+        tokens.publish(&owner, {});
+    }
+
     void normalizedServerUrl_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("url");
-        QTest::newRow("bare host") << "box" << "https://box";
-        QTest::newRow("port and slashes") << " http://box:8391/// " << "http://box:8391";
-        QTest::newRow("blanks only") << "   " << "";
-        QTest::newRow("no scheme") << "://box" << "";
+        QTest::newRow("bare host") << "box"
+                                   << "https://box";
+        QTest::newRow("port and slashes") << " http://box:8391/// "
+                                          << "http://box:8391";
+        QTest::newRow("blanks only") << "   "
+                                     << "";
+        QTest::newRow("no scheme") << "://box"
+                                   << "";
     }
 
     void normalizedServerUrl() {
