@@ -17,7 +17,7 @@ Item {
 
     readonly property bool mine: row.isMine === true
     // The agent's word on this message: queue state, or the prompt it answers.
-    readonly property var agentBadge: AppModel.agent.badge(row.messageId || 0, AppModel.agent.badgeRevision)
+    readonly property var agentBadge: row.agentBadge || ({})
     readonly property color ink: mine ? Theme.accentForeground : Theme.text
     readonly property color inkSoft: mine ? Qt.rgba(1, 1, 1, 0.8) : Theme.textSecondary
     readonly property bool hasAlbum: !!row.album && row.album.length > 0

@@ -73,7 +73,6 @@ void AgentBarsModel::refresh() {
 void AgentBarsModel::refreshBadges() {
     // Readings can turn with the clock alone (the guess after a send expires).
     m_index.badges.clear();
-    ++m_badgeRevision;
     emit badgesChanged();
 }
 
@@ -440,8 +439,7 @@ bool AgentBarsModel::isPersonsPrompt(const Message& m) const {
            !m.isCCControl() && !m.isCCWorking();
 }
 
-QVariantMap AgentBarsModel::badge(qint64 messageId, int revision) {
-    Q_UNUSED(revision)
+QVariantMap AgentBarsModel::badge(qint64 messageId) {
     if (!m_store || !m_chatId || messageId <= 0) return {};
     ensureIndex();
     if (const auto cached = m_index.badges.constFind(messageId);

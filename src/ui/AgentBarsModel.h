@@ -59,8 +59,6 @@ class AgentBarsModel : public QObject {
     Q_PROPERTY(QVariantList healthPrompts READ healthPrompts CONSTANT) // [{title, icon}]
     // Deploy chip
     Q_PROPERTY(QVariantMap deploy READ deploy NOTIFY changed) // {word, symbol, label, isApp, fresh}
-    // Moves whenever a bubble's badge may read differently.
-    Q_PROPERTY(int badgeRevision READ badgeRevision NOTIFY badgesChanged)
 
 public:
     using UrlOpener = std::function<void(const QUrl&)>;
@@ -95,12 +93,11 @@ public:
     bool showScreenshot() const;
     QVariantList healthPrompts() const;
     QVariantMap deploy() const;
-    int badgeRevision() const { return m_badgeRevision; }
 
     // The badge of one bubble of the open conversation: {status: "pending" |
-    // "processing" | "", priority, answered: {id, senderName, text} or absent}.
-    // `revision` is badgeRevision, passed so that bindings re-read it.
-    Q_INVOKABLE QVariantMap badge(qint64 messageId, int revision = 0);
+    // "processing" | "", priority, id, answered: {id, senderName, text} or
+    // absent}. Bubbles read it through the timeline's agentBadge role.
+    QVariantMap badge(qint64 messageId);
 
     Q_INVOKABLE void dismissIdleReset();
     // Resets the session's context; with `keepRecent` the last 50 messages go
@@ -125,6 +122,7 @@ public:
 
 signals:
     void changed();
+    // Any bubble's badge may read differently now.
     void badgesChanged();
 
 private:
@@ -154,7 +152,6 @@ private:
     qint64 m_chatId = 0;
     bool m_idleDismissed = false;
     CCStopRequest m_stop;
-    int m_badgeRevision = 0;
     BadgeIndex m_index;
     mutable std::optional<QList<Message>> m_queue;
     QTimer m_clock; // the idle advice turns with time

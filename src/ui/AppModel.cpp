@@ -56,6 +56,7 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_userProfile(std::make_unique<UserProfileModel>(store)),
       m_transfers(std::make_unique<MediaTransfers>(store)) {
     currentInstance() = this;
+    m_timeline->setAgentBadges(m_agent.get());
     m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
     connect(store, &Store::sessionChanged, this, [this] {

@@ -8,6 +8,12 @@
 #include "conversations/TimelineRows.h"
 #include "core/Localisation.h"
 
+namespace {
+// More badges than a view shows at once: past this many the model forgets
+// them rather than compare rows that went out of view long ago.
+constexpr qsizetype kBadgesRemembered = 128;
+} // namespace
+
 TimelineModel::TimelineModel(Store* store, QObject* parent)
     : QAbstractListModel(parent), m_store(store) {
     connect(store, &Store::timelineChanged, this, &TimelineModel::onTimelineChanged);
@@ -54,6 +60,7 @@ void TimelineModel::setChatId(qint64 chatId) {
     m_showsSenders = m_store && chatShowsSenders(*m_store, chatId);
     m_rows.clear();
     m_dirty.clear();
+    m_shownBadges.clear();
     endResetModel();
     relayout();
     emit chatIdChanged();
@@ -200,13 +207,7 @@ bool TimelineModel::editedInPlace(const QList<Message>& list, TimelineChange cha
         item->message.isSystemNote() != m.isSystemNote())
         return false;
     item->message = m;
-    // Rows run from the newest id down; a message's row comes before its day's separator.
-    const auto row = std::lower_bound(m_rows.begin(), m_rows.end(), m.id,
-                                      [](const Row& r, qint64 id) { return r.key > id; });
-    if (row != m_rows.end() && !row->isDay && row->key == m.id) {
-        const int r = int(row - m_rows.begin());
-        emit dataChanged(index(r), index(r));
-    }
+    if (const int r = messageRow(m.id); r >= 0) emit dataChanged(index(r), index(r));
     return true;
 }
 
@@ -316,6 +317,63 @@ void TimelineModel::emitChangedRows(const std::vector<int>& rows, const QList<in
     }
 }
 
+// MARK: Agent badges
+
+void TimelineModel::setAgentBadges(AgentBarsModel* badges) {
+    if (m_agent) disconnect(m_agent, nullptr, this, nullptr);
+    m_agent = badges;
+    m_shownBadges.clear();
+    if (badges)
+        connect(badges, &AgentBarsModel::badgesChanged, this, &TimelineModel::refreshAgentBadges);
+    if (!m_rows.empty())
+        emit dataChanged(index(0), index(int(m_rows.size()) - 1), {AgentBadgeRole});
+}
+
+QVariantMap TimelineModel::currentBadge(qint64 id) const {
+    // The bars follow the selection; a timeline of another conversation has no badges.
+    if (!m_agent || m_agent->chatId() != m_chatId) return {};
+    return m_agent->badge(id);
+}
+
+QVariantMap TimelineModel::shownBadge(qint64 id) const {
+    const QVariantMap badge = currentBadge(id);
+    // A pending copy never has one; its real message comes as another row.
+    if (id > 0) m_shownBadges.insert(id, badge);
+    return badge;
+}
+
+// Only rows a view has read can show a stale badge; the others read the
+// current one when they come into view.
+void TimelineModel::refreshAgentBadges() {
+    if (m_shownBadges.size() > kBadgesRemembered) return forgetShownBadges();
+    std::vector<int> changed;
+    for (auto it = m_shownBadges.begin(); it != m_shownBadges.end();) {
+        const int row = messageRow(it.key());
+        if (row < 0) {
+            it = m_shownBadges.erase(it);
+            continue;
+        }
+        QVariantMap now = currentBadge(it.key());
+        if (now != it.value()) {
+            it.value() = std::move(now);
+            changed.push_back(row);
+        }
+        ++it;
+    }
+    emitChangedRows(changed, {AgentBadgeRole});
+}
+
+// Views still showing one of the forgotten rows read it again on the signal,
+// which is how the model learns which rows are in view now.
+void TimelineModel::forgetShownBadges() {
+    std::vector<int> rows;
+    rows.reserve(size_t(m_shownBadges.size()));
+    for (auto it = m_shownBadges.cbegin(); it != m_shownBadges.cend(); ++it)
+        if (const int row = messageRow(it.key()); row >= 0) rows.push_back(row);
+    m_shownBadges.clear();
+    emitChangedRows(rows, {AgentBadgeRole});
+}
+
 // MARK: Reading
 
 int TimelineModel::rowCount(const QModelIndex& parent) const {
@@ -354,9 +412,14 @@ const Message* TimelineModel::messageAt(int row) const {
 }
 
 int TimelineModel::rowOfMessage(qint64 messageId) const {
-    for (int i = 0; i < int(m_rows.size()); ++i)
-        if (!m_rows[size_t(i)].isDay && m_rows[size_t(i)].key == messageId) return i;
-    return -1;
+    return messageRow(messageId);
+}
+
+// Rows run from the newest id down; a message's row comes before its day's separator.
+int TimelineModel::messageRow(qint64 id) const {
+    const auto row = std::lower_bound(m_rows.begin(), m_rows.end(), id,
+                                      [](const Row& r, qint64 v) { return r.key > v; });
+    return row != m_rows.end() && !row->isDay && row->key == id ? int(row - m_rows.begin()) : -1;
 }
 
 qint64 TimelineModel::firstUnreadId() const {
@@ -400,6 +463,7 @@ QVariant TimelineModel::data(const QModelIndex& index, int role) const {
     if (role == ShowSenderRole) return row.showSender;
     if (role == GroupStartRole) return !sameRun(row.item, row.item - 1);
     if (role == GroupEndRole) return !sameRun(row.item, row.item + 1);
+    if (role == AgentBadgeRole) return shownBadge(m->id);
     return messageData(*m, role);
 }
 
@@ -575,5 +639,6 @@ QHash<int, QByteArray> TimelineModel::roleNames() const {
             {ReactionsRole, "reactions"},
             {GroupStartRole, "groupStart"},
             {GroupEndRole, "groupEnd"},
-            {ReadByRole, "readBy"}};
+            {ReadByRole, "readBy"},
+            {AgentBadgeRole, "agentBadge"}};
 }

@@ -10,6 +10,7 @@
 #include "conversations/StyledText.h"
 #include "model/Models.h"
 #include "store/Store.h"
+#include "ui/AgentBarsModel.h"
 
 #include <QAbstractListModel>
 #include <QPointer>
@@ -59,6 +60,7 @@ public:
         GroupStartRole, // the first (oldest) of a run by one sender on one day
         GroupEndRole,   // the last (newest) of such a run: its bubble has the tail corner
         ReadByRole,     // own messages in groups: the names of those who read it, latest first
+        AgentBadgeRole, // the agent's word on the message, as AgentBarsModel::badge gives it
     };
     Q_ENUM(Role)
 
@@ -80,6 +82,10 @@ public:
     // Its message id, or 0.
     Q_INVOKABLE qint64 firstUnreadId() const;
     void setPalette(const RichTextPalette& palette) { m_palette = palette; }
+    // Where the agentBadge role reads from. A change of the badges signals only
+    // the rows whose badge a view has read and that now read differently; once
+    // views have read many, it signals all of those once and starts afresh.
+    void setAgentBadges(AgentBarsModel* badges);
 
     // The view calls it when its last (oldest) row comes into view.
     Q_INVOKABLE void loadOlder();
@@ -126,6 +132,11 @@ private:
     void relayout();
     void applyRows(std::vector<Row> next);
     void emitChangedRows(const std::vector<int>& rows, const QList<int>& roles);
+    int messageRow(qint64 id) const;
+    QVariantMap currentBadge(qint64 id) const;
+    QVariantMap shownBadge(qint64 id) const;
+    void refreshAgentBadges();
+    void forgetShownBadges();
     void refreshSenders();
     void selectionMoved();
     QVariant messageData(const Message& m, int role) const;
@@ -142,4 +153,7 @@ private:
     std::vector<Row> m_rows;      // newest first
     QSet<qint64> m_dirty;         // messages replaced since the last layout
     RichTextPalette m_palette;
+    QPointer<AgentBarsModel> m_agent;
+    // The badge last handed out per message: what a view shows now.
+    mutable QHash<qint64, QVariantMap> m_shownBadges;
 };

@@ -1,12 +1,16 @@
 // The view model behind the agent's bars and bubble badges, over a store
-// filled by hand: which prompt an answer quotes, the badges and when they
-// read again, what follows the open conversation, the deploy chip and where
-// a finished deploy is announced.
+// filled by hand: which prompt an answer quotes, the badges as the timeline
+// hands them to bubbles and which rows it signals when they turn, what
+// follows the open conversation, the deploy chip and where a finished deploy
+// is announced.
 #include "core/Notifier.h"
 #include "store/Store.h"
+#include "support/ShadowRows.h"
 #include "support/TestSupport.h"
 #include "ui/AgentBarsModel.h"
+#include "ui/TimelineModel.h"
 
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -55,6 +59,27 @@ QList<Message> rows(const QStringList& shapes) {
     return out;
 }
 
+QString working(qint64 processing, qint64 seen) {
+    return QStringLiteral("💭 Claude is working…\nStep\nCCMSG=%1\nCCSEEN=%2")
+        .arg(processing)
+        .arg(seen);
+}
+
+// A bubble's badge as a view shows it: the status and the quoted prompt.
+QString shownBadge(const QModelIndex& row) {
+    const QVariantMap badge = row.data(TimelineModel::AgentBadgeRole).toMap();
+    return badge.value("status").toString() + u'/' +
+           badge.value("answered").toMap().value("id").toString();
+}
+
+// The badges of the newest `count` rows (all by default), read afresh.
+QStringList freshBadges(const TimelineModel& timeline, int count = -1) {
+    QStringList out;
+    for (int r = 0; r < (count < 0 ? timeline.rowCount() : count); ++r)
+        out << shownBadge(timeline.index(r));
+    return out;
+}
+
 } // namespace
 
 class TestAgentBarsModel : public QObject {
@@ -62,8 +87,21 @@ class TestAgentBarsModel : public QObject {
 
     std::unique_ptr<ScopedPrefs> prefs;
     std::unique_ptr<Store> store;
+    std::unique_ptr<TimelineModel> timeline;
     std::unique_ptr<AgentBarsModel> bars;
     QList<QUrl> opened;
+
+    QVariantMap badge(qint64 id) const {
+        return timeline->index(timeline->rowOfMessage(id))
+            .data(TimelineModel::AgentBadgeRole)
+            .toMap();
+    }
+
+    void setWorking(qint64 processing, qint64 seen) {
+        QList<Message> list = store->messages.value(sessionId);
+        list.last().text = working(processing, seen);
+        setHistory(sessionId, list);
+    }
 
     void setHistory(qint64 chatId, const QList<Message>& list) {
         store->messages.insert(chatId, list);
@@ -84,7 +122,10 @@ private slots:
         store->agentId = 99;
         store->botIds = {helper};
         store->chats = {direct(sessionId), direct(otherId)};
+        // In the app's order: the timeline hears of a new selection first.
+        timeline = std::make_unique<TimelineModel>(store.get());
         bars = std::make_unique<AgentBarsModel>(store.get());
+        timeline->setAgentBadges(bars.get());
         opened.clear();
         bars->setUrlOpener([this](const QUrl& url) { opened << url; });
         store->setSelectedChatId(sessionId);
@@ -92,6 +133,7 @@ private slots:
 
     void cleanup() {
         bars.reset();
+        timeline.reset();
         store.reset();
         prefs.reset();
     }
@@ -128,9 +170,9 @@ private slots:
         QFETCH(qint64, bubble);
         QFETCH(qint64, quoted);
         setHistory(sessionId, rows(history));
-        const QVariantMap badge = bars->badge(bubble);
-        QCOMPARE(badge.value("answered").toMap().value("id").toLongLong(), quoted);
-        if (quoted) QCOMPARE(badge.value("answered").toMap().value("senderName").toString(), "ana");
+        const QVariantMap shown = badge(bubble);
+        QCOMPARE(shown.value("answered").toMap().value("id").toLongLong(), quoted);
+        if (quoted) QCOMPARE(shown.value("answered").toMap().value("senderName").toString(), "ana");
     }
 
     void badgesReadAgainWhenTheWorkingMessageMoves() {
@@ -139,10 +181,10 @@ private slots:
                                     "CCNOW"
                                     "three",
                                     "5:c:💭 Claude is working…\\nStep\\nCCMSG=3\\nCCSEEN=3"}));
-        QCOMPARE(bars->badge(1).value("status").toString(), QString());
-        QCOMPARE(bars->badge(3).value("status").toString(), QStringLiteral("processing"));
-        QCOMPARE(bars->badge(4).value("status").toString(), QStringLiteral("pending"));
-        QVERIFY(bars->badge(4).value("priority").toBool());
+        QCOMPARE(badge(1).value("status").toString(), QString());
+        QCOMPARE(badge(3).value("status").toString(), QStringLiteral("processing"));
+        QCOMPARE(badge(4).value("status").toString(), QStringLiteral("pending"));
+        QVERIFY(badge(4).value("priority").toBool());
         QCOMPARE(bars->badge(-7), QVariantMap());
         QCOMPARE(bars->backlogCount(), 1);
         QCOMPARE(bars->backlogText(), QStringLiteral("1 message queued — runs next"));
@@ -150,15 +192,92 @@ private slots:
         QCOMPARE(bars->statusLine(), QStringLiteral("Step"));
 
         // The host edits its working message in place: the badges follow.
-        const int before = bars->badgeRevision();
+        ShadowRows shown(timeline.get(), shownBadge, {TimelineModel::AgentBadgeRole});
         QList<Message> list = store->messages.value(sessionId);
         list.last().text = QStringLiteral("💭 Claude is working…\nNext\nCCMSG=4\nCCSEEN=4");
         setHistory(sessionId, list);
-        QVERIFY(bars->badgeRevision() > before);
-        QCOMPARE(bars->badge(3).value("status").toString(), QString());
-        QCOMPARE(bars->badge(4).value("status").toString(), QStringLiteral("processing"));
+        QCOMPARE(shown.rows[timeline->rowOfMessage(3)], QStringLiteral("/"));
+        QCOMPARE(shown.rows[timeline->rowOfMessage(4)], QStringLiteral("processing/"));
         QCOMPARE(bars->backlogCount(), 0);
         QCOMPARE(bars->statusLine(), QStringLiteral("Next"));
+    }
+
+    // A view re-reads only what the timeline signals: a badge that turns
+    // signals its own row and role alone, and a state that reads the same
+    // signals nothing.
+    void aTurningBadgeSignalsItsRowAlone() {
+        setHistory(sessionId, rows({"1:m:one", "2:c:ok\\nCCFOR=1\\nCCDONE=1", "3:m:two",
+                                    "4:m:three", "5:c:" + working(3, 3)}));
+        ShadowRows shown(timeline.get(), shownBadge, {TimelineModel::AgentBadgeRole});
+        const int row = timeline->rowOfMessage(4);
+        QCOMPARE(shown.rows[timeline->rowOfMessage(3)], QStringLiteral("processing/"));
+        QCOMPARE(shown.rows[row], QStringLiteral("pending/"));
+        QSignalSpy changes(timeline.get(), &QAbstractItemModel::dataChanged);
+
+        // Seen up to 4 while still at work on 3: only the queued one turns.
+        setWorking(3, 4);
+        QCOMPARE(changes.size(), 1);
+        QCOMPARE(changes[0][0].toModelIndex().row(), row);
+        QCOMPARE(changes[0][1].toModelIndex().row(), row);
+        QCOMPARE(changes[0][2].value<QList<int>>(), QList<int>{TimelineModel::AgentBadgeRole});
+        QCOMPARE(shown.rows[row], QStringLiteral("/"));
+        QCOMPARE(shown.rows, freshBadges(*timeline));
+
+        changes.clear();
+        setWorking(3, 4);
+        emit store->ccStateChanged(sessionId);
+        QCOMPARE(changes.size(), 0);
+    }
+
+    // The timeline turns to a newly opened conversation before the bars do;
+    // what it hands out meanwhile is put right once they follow.
+    void badgesFollowTheOpenConversation() {
+        setHistory(sessionId, rows({"1:m:one", "2:m:two", "3:c:" + working(1, 1)}));
+        setHistory(otherId, {msg(11, me, "a", otherId), msg(12, me, "b", otherId),
+                             msg(13, me, "c", otherId), msg(14, claude, working(12, 12), otherId)});
+        ShadowRows shown(timeline.get(), shownBadge, {TimelineModel::AgentBadgeRole});
+        QCOMPARE(shown.rows, (QStringList{"pending/", "processing/", "/"}));
+        store->setSelectedChatId(otherId);
+        QCOMPARE(shown.rows, (QStringList{"pending/", "processing/", "/", "/"}));
+        store->setSelectedChatId(sessionId);
+        QCOMPARE(shown.rows, (QStringList{"pending/", "processing/", "/"}));
+    }
+
+    // A view that has been through a long history and shows the newest rows
+    // again: the next change signals every row read so far once, the view
+    // reads those it still shows, and from then on only turning badges are
+    // signalled.
+    void aLongReadHistoryIsSignalledOnceThenForgotten() {
+        constexpr int total = 300;
+        QStringList shapes;
+        for (int id = 1; id <= total; ++id)
+            shapes << QStringLiteral("%1:m:line %1").arg(id);
+        shapes << QStringLiteral("%1:c:").arg(total + 1) + working(290, 290);
+        setHistory(sessionId, rows(shapes));
+        freshBadges(*timeline); // scrolled through all of it
+        constexpr int inView = 20;
+        QStringList view = freshBadges(*timeline, inView);
+        int signalled = 0;
+        QList<int> roles;
+        QObject scope;
+        connect(timeline.get(), &QAbstractItemModel::dataChanged, &scope,
+                [&](const QModelIndex& a, const QModelIndex& b, const QList<int>& changed) {
+                    signalled += b.row() - a.row() + 1;
+                    roles += changed;
+                    for (int r = a.row(); r <= std::min(b.row(), inView - 1); ++r)
+                        view[r] = shownBadge(timeline->index(r));
+                });
+        setWorking(291, 291);
+        QCOMPARE(signalled, total);
+        QCOMPARE(view, freshBadges(*timeline, inView));
+        QCOMPARE(view[timeline->rowOfMessage(291)], QStringLiteral("processing/"));
+        signalled = 0;
+        setWorking(292, 292);
+        QCOMPARE(signalled, 2);
+        QCOMPARE(view, freshBadges(*timeline, inView));
+        QCOMPARE(view[timeline->rowOfMessage(291)], QStringLiteral("/"));
+        QVERIFY(std::all_of(roles.begin(), roles.end(),
+                            [](int role) { return role == TimelineModel::AgentBadgeRole; }));
     }
 
     void stopAndIdleAdviceBelongToTheOpenConversation() {

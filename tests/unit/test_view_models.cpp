@@ -3,6 +3,7 @@
 #include "conversations/TimelineRows.h"
 #include "store/Store.h"
 #include "support/Frames.h"
+#include "support/ShadowRows.h"
 #include "support/TestSupport.h"
 #include "ui/ChatListModel.h"
 #include "ui/ComposerModel.h"
@@ -14,7 +15,6 @@
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
-#include <functional>
 
 namespace {
 const User me = person(1, "me");
@@ -51,47 +51,6 @@ QStringList expectedRows(const Store& store) {
     }
     return out;
 }
-
-// What a view would hold if it only ever read rows the model signalled as
-// new or changed: a missing dataChanged or a wrong insert shows up here.
-class ShadowRows : public QObject {
-public:
-    using Reader = std::function<QString(const QModelIndex&)>;
-    ShadowRows(QAbstractItemModel* model, Reader read) : m_model(model), m_read(std::move(read)) {
-        connect(model, &QAbstractItemModel::modelReset, this, [this] { reload(); });
-        connect(model, &QAbstractItemModel::rowsInserted, this,
-                [this](const QModelIndex&, int a, int b) {
-                    for (int r = a; r <= b; ++r)
-                        rows.insert(r, m_read(m_model->index(r, 0)));
-                });
-        connect(model, &QAbstractItemModel::rowsRemoved, this,
-                [this](const QModelIndex&, int a, int b) { rows.remove(a, b - a + 1); });
-        connect(model, &QAbstractItemModel::rowsMoved, this,
-                [this](const QModelIndex&, int a, int b, const QModelIndex&, int to) {
-                    const QStringList moving = rows.mid(a, b - a + 1);
-                    rows.remove(a, b - a + 1);
-                    const int at = to > a ? to - (b - a + 1) : to;
-                    for (int k = 0; k < moving.size(); ++k)
-                        rows.insert(at + k, moving[k]);
-                });
-        connect(model, &QAbstractItemModel::dataChanged, this,
-                [this](const QModelIndex& tl, const QModelIndex& br) {
-                    for (int r = tl.row(); r <= br.row(); ++r)
-                        rows[r] = m_read(m_model->index(r, 0));
-                });
-        reload();
-    }
-    void reload() {
-        rows.clear();
-        for (int r = 0; r < m_model->rowCount(); ++r)
-            rows << m_read(m_model->index(r, 0));
-    }
-    QStringList rows;
-
-private:
-    QAbstractItemModel* m_model;
-    Reader m_read;
-};
 
 QString timelineRow(const QModelIndex& i) {
     const bool isDay = i.data(TimelineModel::KindRole).toString() == "day";
