@@ -60,6 +60,19 @@ void walkWindow(QQuickWindow* window, const std::function<void(QQuickItem*)>& vi
             if (child != window->contentItem()) walk(child, visit);
 }
 
+// Clicks an item where a person sees it: once the window has laid out and
+// drawn its current state, so a busy machine cannot move it under the press.
+bool clickWhenDrawn(QQuickWindow* window, QQuickItem* item) {
+    if (!QTest::qWaitFor([&] { return item->isVisible() && item->width() > 0; }, 10000))
+        return false;
+    QSignalSpy drawn(window, &QQuickWindow::frameSwapped);
+    window->update();
+    if (!drawn.wait(10000)) return false;
+    QTest::mouseClick(window, Qt::LeftButton, {},
+                      item->mapToScene({item->width() / 2, item->height() / 2}).toPoint());
+    return true;
+}
+
 QString accessibleName(QQuickItem* item) {
     QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(item);
     return iface ? iface->text(QAccessible::Name) : QString();
@@ -575,8 +588,7 @@ private slots:
         // A picture on the clipboard: "Paste" stages it, and stays on offer.
         QGuiApplication::clipboard()->setImage(picture);
         QTRY_VERIFY(find("pasteButton"));
-        QTest::mouseClick(window, Qt::LeftButton, {},
-                          find("pasteButton")->mapToScene({18, 18}).toPoint());
+        QVERIFY(clickWhenDrawn(window, find("pasteButton")));
         QTRY_COMPARE(composer->pendingImages().size(), 1);
         QTRY_VERIFY(find("pasteImage"));
         QVERIFY(!find("pasteButton"));
@@ -586,9 +598,7 @@ private slots:
         QVERIFY(!find("originalQualityLabel"));
         QQuickItem* quality = find("qualityButton");
         QVERIFY(quality);
-        QTest::mouseClick(
-            window, Qt::LeftButton, {},
-            quality->mapToScene({quality->width() / 2, quality->height() / 2}).toPoint());
+        QVERIFY(clickWhenDrawn(window, quality));
         const auto menuItem = [&](const QString& text) {
             QQuickItem* found = nullptr;
             walkWindow(window, [&](QQuickItem* item) {
@@ -597,10 +607,13 @@ private slots:
             });
             return found;
         };
-        QQuickItem* original = nullptr;
-        QTRY_VERIFY((original = menuItem("Original quality")) != nullptr);
-        QTest::mouseClick(window, Qt::LeftButton, {},
-                          original->mapToScene({original->width() / 2, 10}).toPoint());
+        // Clicked once it has finished opening: its items move while it does.
+        QObject* qualityMenu = quality->findChild<QObject*>(QStringLiteral("qualityMenu"));
+        QVERIFY(qualityMenu);
+        QTRY_VERIFY_WITH_TIMEOUT(qualityMenu->property("opened").toBool(), 15000);
+        QQuickItem* original = menuItem("Original quality");
+        QVERIFY(original);
+        QVERIFY(clickWhenDrawn(window, original));
         QTRY_VERIFY(composer->originalQuality());
         QTRY_VERIFY(find("originalQualityLabel"));
         QVERIFY(visibleTexts().contains("Sending at original quality"));
