@@ -4,6 +4,7 @@
 // preferences file: the setting both agent benches time their work in.
 #include "core/Prefs.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 
 #include <QTemporaryDir>
 
@@ -35,7 +36,7 @@ struct AgentSession {
         User u;
         u.id = me;
         u.username = "me";
-        store->me = u;
+        seam(store).me() = u;
         User a;
         a.id = agent;
         a.username = "Claude Code";
@@ -43,9 +44,9 @@ struct AgentSession {
         c.id = chatId;
         c.kind = "direct";
         c.members = {u, a};
-        store->chats = {c};
-        store->messages[chatId] = std::move(history);
-        store->ccSeenHighWater[chatId] = count / 2; // the older half is settled
+        seam(store).chats() = {c};
+        seam(store).messages()[chatId] = std::move(history);
+        seam(store).ccSeenHighWater()[chatId] = count / 2; // the older half is settled
     }
 };
 

@@ -12,6 +12,7 @@
 // Target: a changed frame within 3x of that pass, an unchanged one far below.
 #include "AgentSessionFixture.h"
 #include "BenchRatio.h"
+#include "support/StoreSeam.h"
 #include "ui/AgentBarsModel.h"
 #include "ui/TimelineModel.h"
 
@@ -102,7 +103,7 @@ struct Session : fixture::AgentSession {
 
 void KindPass(benchmark::State& state) {
     Session s;
-    const QList<Message>& list = s.store->messages[chatId];
+    const QList<Message>& list = *s.store->messages().constFind(chatId);
     for (auto _ : state) {
         qint64 shown = 0;
         for (const Message& m : list)
@@ -135,7 +136,7 @@ void ChangedFrame(benchmark::State& state) {
 void WorkMovesOn(benchmark::State& state) {
     Session s;
     s.readBadges();
-    QList<Message>& list = s.store->messages[chatId];
+    QList<Message>& list = seam(s.store).messages()[chatId];
     const qint64 first = list.last().id - 3;
     const int at = int(list.size()) - 1;
     bool next = false;

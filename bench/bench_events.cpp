@@ -4,6 +4,7 @@
 #include "BenchRatio.h"
 #include "core/Prefs.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -36,12 +37,12 @@ void loadConversation(Store& store) {
     chat.id = chatId;
     chat.kind = "group";
     chat.members = {User{1, "ana"}, User{2, "bo"}, User{3, "cy"}};
-    store.me = User{1, "ana"};
-    store.chats = {chat};
+    seam(store).me() = User{1, "ana"};
+    seam(store).chats() = {chat};
     QList<Message> history;
     for (qint64 i = 1; i <= 5000; ++i)
         history << Message::fromJson(messageJson(i));
-    store.messages[chatId] = history;
+    seam(store).messages()[chatId] = history;
 }
 
 void RawParse(benchmark::State& state) {

@@ -4,6 +4,7 @@
 #include "core/Prefs.h"
 #include "model/Models.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -59,7 +60,7 @@ const QByteArray& extraBytes() {
 Store& primed() {
     static Store* store = [] {
         auto* s = new Store;
-        s->serverURLString = "http://127.0.0.1:1";
+        seam(s).serverURLString() = "http://127.0.0.1:1";
         s->mergeBootstrap(json::decode<BootstrapResponse>(bootstrapBytes(0)));
         s->setExtraServers(
             {ServerProfile{QUuid::createUuid(), 1, "extra", "http://127.0.0.1:2", QString(), {}}});
@@ -84,7 +85,7 @@ void DecodeAndMergeExtra(benchmark::State& state) {
     Store& store = primed();
     for (auto _ : state)
         store.mergeExtraBootstrap(1, json::decode<BootstrapResponse>(extraBytes()));
-    if (store.chats.size() != 2 * conversations) state.SkipWithError("merge lost conversations");
+    if (store.chats().size() != 2 * conversations) state.SkipWithError("merge lost conversations");
     state.SetBytesProcessed(qint64(state.iterations()) * extraBytes().size());
 }
 

@@ -59,7 +59,7 @@ struct Session : fixture::AgentSession {
 // the sender test first.
 void OnePass(benchmark::State& state) {
     Session s(state.range(0));
-    const QList<Message>& list = s.store->messages[chatId];
+    const QList<Message>& list = *s.store->messages().constFind(chatId);
     for (auto _ : state) {
         qint64 lastReply = 0;
         for (const Message& m : list)
@@ -72,7 +72,7 @@ void OnePass(benchmark::State& state) {
 // The pass every timeline evaluation makes: sender and kind of each message.
 void VisiblePass(benchmark::State& state) {
     Session s(state.range(0));
-    const QList<Message>& list = s.store->messages[chatId];
+    const QList<Message>& list = *s.store->messages().constFind(chatId);
     for (auto _ : state) {
         qint64 shown = 0;
         for (const Message& m : list)
@@ -84,7 +84,7 @@ void VisiblePass(benchmark::State& state) {
 
 void StatusForEveryBubble(benchmark::State& state) {
     Session s(state.range(0));
-    const QList<Message> list = s.store->messages[chatId];
+    const QList<Message> list = s.store->messages().value(chatId);
     for (auto _ : state) {
         // The history changed, as it does with every message that arrives.
         emit s.store->timelineChanged(chatId, {TimelineChange::replaced, 0, 1});
@@ -112,7 +112,7 @@ void ReadMarkers(benchmark::State& state) {
 
 void CaptureMarkers(benchmark::State& state) {
     Session s(true);
-    const QList<Message> list = s.store->messages[chatId];
+    const QList<Message> list = s.store->messages().value(chatId);
     for (const Message& m : list)
         s.store->captureCCMarkers(m); // first sight saves; replays do not
     for (auto _ : state)

@@ -11,6 +11,7 @@
 #include "conversations/TimelineRows.h"
 #include "core/Prefs.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 #include "ui/ChatListModel.h"
 #include "ui/TimelineModel.h"
 
@@ -39,21 +40,21 @@ void loadConversation(Store& store, bool controlTail) {
     chat.id = chatId;
     chat.kind = "group";
     chat.members = {User{1, "ana"}, User{2, "bo"}, User{3, "cy"}, User{4, "di"}};
-    store.me = User{1, "ana"};
-    store.chats = {chat};
+    seam(store).me() = User{1, "ana"};
+    seam(store).chats() = {chat};
     const QString control = Config::ccControlPrefix.toString() + R"({"op":"status"})";
     QList<Message> history;
     history.reserve(historySize);
     for (qint64 i = 1; i <= historySize; ++i)
         history << message(
             i, controlTail && i > historySize / 2 ? control : QStringLiteral("message %1").arg(i));
-    store.messages[chatId] = history;
+    seam(store).messages()[chatId] = history;
 }
 
 void OnePass(benchmark::State& state) {
     Store store;
     loadConversation(store, false);
-    const QList<Message> history = store.messages[chatId];
+    const QList<Message> history = store.messages()[chatId];
     for (auto _ : state) {
         qint64 sum = 0;
         for (const Message& m : history)
@@ -78,7 +79,7 @@ void RuleRows(benchmark::State& state) {
     loadConversation(store, false);
     for (auto _ : state)
         benchmark::DoNotOptimize(
-            chatViewRows(chatViewMessages(store.messages[chatId]), true, 1).size());
+            chatViewRows(chatViewMessages(store.messages()[chatId]), true, 1).size());
 }
 
 void LatestVisible(benchmark::State& state) {
@@ -112,15 +113,15 @@ void NewMessageWithModel(benchmark::State& state) {
 // from all over the list, so each update moves a row to the top.
 void listUpdate(benchmark::State& state, int count) {
     Store store;
-    store.me = User{1, "ana"};
+    seam(store).me() = User{1, "ana"};
     for (int i = 0; i < count; ++i) {
         ChatSummary c;
         c.id = 1000 + i;
         c.kind = "direct";
         c.members = {User{1, "ana"}, User{2 + i, QStringLiteral("peer%1").arg(i)}};
         c.createdAt = start + i;
-        store.chats << c;
-        store.userActivity[c.id] = start + i;
+        seam(store).chats() << c;
+        seam(store).userActivity()[c.id] = start + i;
     }
     ChatListModel list(&store);
     qint64 clock = start + count;
@@ -128,7 +129,7 @@ void listUpdate(benchmark::State& state, int count) {
     for (auto _ : state) {
         pick = pick * 1664525u + 1013904223u;
         const qint64 id = 1000 + qint64(pick % quint32(count));
-        store.userActivity[id] = ++clock;
+        seam(store).userActivity()[id] = ++clock;
         emit store.chatChanged(id);
     }
     benchmark::DoNotOptimize(list.rowCount());

@@ -168,7 +168,7 @@ QCoro::Task<bool> Store::ccSetAccountOn(qint64 chatId, QString email) {
     auto request = ccRequest(QStringLiteral("setaccount"), QString(), extra);
     const std::optional<QJsonObject> reply = co_await request;
     if (!self || !reply || !okField(*reply)) co_return false;
-    serverChatAccounts[IDCodec::serverId(chatId)].insert(chatId, email);
+    m_serverChatAccounts[IDCodec::serverId(chatId)].insert(chatId, email);
     emit accountsChanged();
     co_return true;
 }
@@ -195,12 +195,12 @@ QCoro::Task<std::optional<QString>> Store::switchChatAccount(qint64 chatId,
     if (target.isEmpty())
         co_return L(QStringLiteral("Pick a specific account for this conversation"));
 
-    if (holds(serverNamedAccounts.value(server), target)) {
+    if (holds(m_serverNamedAccounts.value(server), target)) {
         auto set = ccSetAccountOn(chatId, target);
         if (co_await set) co_return std::nullopt;
         co_return L(QStringLiteral("Could not switch the account"));
     }
-    if (server != 0 && (sameEmail(target, macDefault) || holds(macNamedAccounts, target))) {
+    if (server != 0 && (sameEmail(target, macDefault) || holds(m_macNamedAccounts, target))) {
         // The credentials pass through here in memory only.
         auto exported = ccAccountExport(target, std::nullopt);
         const std::optional<QString> credentials = co_await exported;
@@ -210,7 +210,7 @@ QCoro::Task<std::optional<QString>> Store::switchChatAccount(qint64 chatId,
         auto imported = ccImportAccount(chatId, target, *credentials);
         if (!co_await imported || !self)
             co_return L(QStringLiteral("The server's runner did not accept the account"));
-        serverChatAccounts[server].insert(chatId, target);
+        m_serverChatAccounts[server].insert(chatId, target);
         emit accountsChanged();
         co_return std::nullopt;
     }
@@ -222,7 +222,7 @@ QCoro::Task<std::optional<QString>> Store::switchChatAccount(qint64 chatId,
     }
     if (server != 0) co_return L(QStringLiteral("Could not switch the account"));
 
-    if (holds(macNamedAccounts, target)) {
+    if (holds(m_macNamedAccounts, target)) {
         auto set = ccSetAccount(chatId, target);
         co_return co_await set;
     }
@@ -249,8 +249,8 @@ QCoro::Task<std::optional<QString>> Store::switchChatAccount(qint64 chatId,
 QCoro::Task<> Store::realignTailnetAccount() {
     QPointer<Store> self(this);
     const auto primary = api();
-    if (!primary || !me) co_return;
-    const qint64 myId = me->id;
+    if (!primary || !m_me) co_return;
+    const qint64 myId = m_me->id;
     LoginResponse reply;
     try {
         // The private network names the caller; the server answers with that account.
@@ -276,7 +276,7 @@ QString Store::primaryClientSubtitle() const {
 QList<ClaudeClient> Store::claudeClients() const {
     QList<ClaudeClient> clients;
     const auto usage = claudeUsage();
-    if (claudeHostOnline || claudeHostName() || usage) {
+    if (m_claudeHostOnline || claudeHostName() || usage) {
         const bool linux = serverPlatform().value(0) == QLatin1String("linux");
         ClaudeClient primary;
         primary.serverId = 0;
@@ -286,14 +286,14 @@ QList<ClaudeClient> Store::claudeClients() const {
         primary.email = usage && usage->email ? usage->email : std::optional<QString>();
         if (!primary.email && m_serverClaudeEmail.contains(0))
             primary.email = m_serverClaudeEmail[0];
-        primary.answering = claudeHostOnline;
+        primary.answering = m_claudeHostOnline;
         primary.platform = hostPlatform(0);
         clients.push_back(primary);
     }
     for (const ServerProfile& profile : extraServers()) {
         const int n = profile.serverId;
         if (!m_serverClaudeEmail.contains(n) && !m_serverClaudeUsage.contains(n) &&
-            !serverAnswering.contains(n))
+            !m_serverAnswering.contains(n))
             continue;
         ClaudeClient client;
         client.serverId = n;
@@ -304,7 +304,7 @@ QList<ClaudeClient> Store::claudeClients() const {
             client.email = m_serverClaudeEmail[n];
         else if (m_serverClaudeUsage.contains(n))
             client.email = m_serverClaudeUsage[n].email;
-        client.answering = serverAnswering.value(n, false);
+        client.answering = m_serverAnswering.value(n, false);
         clients.push_back(client);
     }
     return clients;
@@ -335,8 +335,9 @@ QList<ClaudeAccount> Store::claudeAccounts() const {
     }
     // Accounts a machine holds beside its main sign-in.
     for (const ClaudeClient& client : clients) {
-        const QList<ClaudeNamedAccount> named =
-            client.serverId == 0 ? macNamedAccounts : serverNamedAccounts.value(client.serverId);
+        const QList<ClaudeNamedAccount> named = client.serverId == 0
+                                                    ? m_macNamedAccounts
+                                                    : m_serverNamedAccounts.value(client.serverId);
         for (const ClaudeNamedAccount& account : named) {
             if (ClaudeAccount* group = groupFor(account.email)) {
                 if (!group->clients.contains(client)) group->clients.push_back(client);
@@ -357,21 +358,21 @@ bool Store::hasMacRunner() const {
 
 QList<ChatSummary> Store::chatsOnServers(const QSet<int>& servers) const {
     QList<ChatSummary> out;
-    for (const ChatSummary& c : chats)
+    for (const ChatSummary& c : m_chats)
         if (servers.contains(IDCodec::serverId(c.id)) && isClaudeSessionChat(c)) out.push_back(c);
     return out;
 }
 
 QList<ChatSummary> Store::allSessionChats() const {
     QList<ChatSummary> out;
-    for (const ChatSummary& c : chats)
+    for (const ChatSummary& c : m_chats)
         if (isClaudeSessionChat(c)) out.push_back(c);
     return out;
 }
 
 QList<ChatSummary> Store::chatsOnAccount(const QString& email) const {
     QList<ChatSummary> out;
-    for (const ChatSummary& c : chats) {
+    for (const ChatSummary& c : m_chats) {
         if (!isClaudeSessionChat(c)) continue;
         const auto account = chatAccountEmail(c.id);
         if (account && sameEmail(*account, email)) out.push_back(c);
@@ -391,12 +392,12 @@ QStringList Store::knownAccountEmails() const {
     std::sort(servers.begin(), servers.end());
     for (int n : servers)
         note(m_serverClaudeEmail.value(n));
-    for (const ClaudeNamedAccount& a : macNamedAccounts)
+    for (const ClaudeNamedAccount& a : m_macNamedAccounts)
         note(a.email);
-    QList<int> holders = serverNamedAccounts.keys();
+    QList<int> holders = m_serverNamedAccounts.keys();
     std::sort(holders.begin(), holders.end());
     for (int n : holders)
-        for (const ClaudeNamedAccount& a : serverNamedAccounts.value(n))
+        for (const ClaudeNamedAccount& a : m_serverNamedAccounts.value(n))
             note(a.email);
     if (const auto usage = claudeUsage(); usage && usage->email) note(*usage->email);
     return out;
@@ -404,16 +405,17 @@ QStringList Store::knownAccountEmails() const {
 
 bool Store::chatClientAnswering(qint64 chatId) const {
     const int server = IDCodec::serverId(chatId);
-    if (server == 0) return claudeHostOnline;
-    return serverAnswering.value(server, false);
+    if (server == 0) return m_claudeHostOnline;
+    return m_serverAnswering.value(server, false);
 }
 
 std::optional<QString> Store::chatAccountEmail(qint64 chatId) const {
     const int server = IDCodec::serverId(chatId);
     if (server == 0) {
-        if (const QString own = macChatAccounts.value(chatId); !own.isEmpty()) return own;
+        if (const QString own = m_macChatAccounts.value(chatId); !own.isEmpty()) return own;
         if (const auto usage = claudeUsage(); usage && usage->email) return usage->email;
-    } else if (const QString own = serverChatAccounts.value(server).value(chatId); !own.isEmpty()) {
+    } else if (const QString own = m_serverChatAccounts.value(server).value(chatId);
+               !own.isEmpty()) {
         return own;
     }
     const auto it = m_serverClaudeEmail.constFind(server);

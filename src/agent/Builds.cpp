@@ -101,34 +101,34 @@ void Store::syncBuilds(const std::optional<QMap<QString, BuildStatus>>& map, int
     }
     // Any delayed clear pending for these loses: the poll is newer.
     for (auto it = fresh.constBegin(); it != fresh.constEnd(); ++it)
-        ++buildClearGen[it.key()];
+        ++m_buildClearGen[it.key()];
     // The poll is the truth for its server; other servers keep theirs.
     QHash<qint64, BuildStatus> next = fresh;
-    for (auto it = builds.constBegin(); it != builds.constEnd(); ++it)
+    for (auto it = m_builds.constBegin(); it != m_builds.constEnd(); ++it)
         if (IDCodec::serverId(it.key()) != server) next.insert(it.key(), it.value());
-    if (next == builds) return;
+    if (next == m_builds) return;
     QSet<qint64> touched;
-    for (auto it = builds.constBegin(); it != builds.constEnd(); ++it)
+    for (auto it = m_builds.constBegin(); it != m_builds.constEnd(); ++it)
         if (next.value(it.key()) != it.value() || !next.contains(it.key()))
             touched.insert(it.key());
     for (auto it = next.constBegin(); it != next.constEnd(); ++it)
-        if (!builds.contains(it.key()) || builds.value(it.key()) != it.value())
+        if (!m_builds.contains(it.key()) || m_builds.value(it.key()) != it.value())
             touched.insert(it.key());
-    builds = std::move(next);
+    m_builds = std::move(next);
     for (qint64 chatId : std::as_const(touched))
         emit buildsChanged(chatId);
 }
 
 void Store::startBuildPolling() {
-    if (buildPollStarted) return;
-    buildPollStarted = true;
+    if (m_buildPollStarted) return;
+    m_buildPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
-            const std::optional<QString> startToken = self->token;
+            const std::optional<QString> startToken = self->m_token;
             co_await self->sleep(buildPollInterval);
             if (!self) co_return;
             // A sign-in that changed during the wait starts afresh next round.
-            if (!self->appActive() || !self->token || self->token != startToken) continue;
+            if (!self->appActive() || !self->m_token || self->m_token != startToken) continue;
             QList<int> servers{0};
             for (const ServerProfile& p : self->extraServers())
                 servers.push_back(p.serverId);
@@ -140,7 +140,7 @@ void Store::startBuildPolling() {
                     const BuildsResponse reply = co_await call;
                     if (!self) co_return;
                     // A logout or another login meanwhile makes this reply stale.
-                    if (self->token != startToken) break;
+                    if (self->m_token != startToken) break;
                     self->syncBuilds(reply.builds, server);
                 } catch (const std::exception& e) {
                     qCDebug(lcAgent)
@@ -174,8 +174,8 @@ std::optional<CCDeployRecord> deployIn(const Message& m) {
 } // namespace
 
 std::optional<CCDeployRecord> Store::lastDeployIn(qint64 chatId) const {
-    const auto list = messages.constFind(chatId);
-    if (list == messages.constEnd()) return std::nullopt;
+    const auto list = m_messages.constFind(chatId);
+    if (list == m_messages.constEnd()) return std::nullopt;
     std::shared_ptr<DeployScan>& slot = m_deployScans[chatId];
     // A history written without a timeline signal is searched again.
     if (slot && slot->data == list->constData() && slot->size == list->size()) return slot->record;
@@ -196,11 +196,11 @@ void Store::followTimelineForDeploys(qint64 chatId, TimelineChange change) {
     const auto found = m_deployScans.find(chatId);
     if (found == m_deployScans.end() || !*found) return;
     DeployScan& scan = **found;
-    const auto list = messages.constFind(chatId);
+    const auto list = m_messages.constFind(chatId);
     const qsizetype first = change.index;
     const qsizetype end = qsizetype(change.index) + change.count;
     const auto drop = [&] { m_deployScans.erase(found); };
-    if (list == messages.constEnd() || change.kind == TimelineChange::reset || first < 0)
+    if (list == m_messages.constEnd() || change.kind == TimelineChange::reset || first < 0)
         return drop();
     const auto takeNewer = [&](qsizetype from, qsizetype to) {
         for (qsizetype i = to - 1; i >= from && i > scan.index; --i) {
@@ -239,22 +239,22 @@ std::optional<CCDeployRecord> Store::latestDeploy(qint64 chatId) const {
             target && (!found || c->lastMessage->id >= found->msgId))
             found = CCDeployRecord{c->lastMessage->id, *target};
     // The record outlives history trimming and deleted messages.
-    if (const auto it = deployByChat.constFind(chatId);
-        it != deployByChat.constEnd() && (!found || it->msgId > found->msgId))
+    if (const auto it = m_deployByChat.constFind(chatId);
+        it != m_deployByChat.constEnd() && (!found || it->msgId > found->msgId))
         found = *it;
     return found;
 }
 
 std::optional<DeployTarget> Store::activeDeploy(qint64 chatId) const {
     const auto latest = latestDeploy(chatId);
-    if (!latest || seenDeploy.value(chatId, 0) >= latest->msgId) return std::nullopt;
+    if (!latest || m_seenDeploy.value(chatId, 0) >= latest->msgId) return std::nullopt;
     return latest->target;
 }
 
 void Store::markDeploySeen(qint64 chatId) {
     const auto latest = latestDeploy(chatId);
-    if (!latest || latest->msgId <= seenDeploy.value(chatId, 0)) return;
-    seenDeploy.insert(chatId, latest->msgId);
+    if (!latest || latest->msgId <= m_seenDeploy.value(chatId, 0)) return;
+    m_seenDeploy.insert(chatId, latest->msgId);
     saveSeenDeploy();
     emit deploysChanged(chatId);
 }
@@ -264,22 +264,22 @@ void Store::refreshGlobalDeploy() {
     bool globalChanged = false;
     QSet<qint64> touched;
     const auto note = [&](qint64 chatId, qint64 msgId, const DeployTarget& target) {
-        const auto record = deployByChat.constFind(chatId);
-        if (record == deployByChat.constEnd() || msgId > record->msgId) {
-            deployByChat.insert(chatId, {msgId, target});
+        const auto record = m_deployByChat.constFind(chatId);
+        if (record == m_deployByChat.constEnd() || msgId > record->msgId) {
+            m_deployByChat.insert(chatId, {msgId, target});
             byChatChanged = true;
             touched.insert(chatId);
         }
-        if (msgId > lastGlobalDeployId) {
-            lastGlobalDeployId = msgId;
-            lastGlobalDeploy = target;
+        if (msgId > m_lastGlobalDeployId) {
+            m_lastGlobalDeployId = msgId;
+            m_lastGlobalDeploy = target;
             globalChanged = true;
         }
     };
-    for (auto it = messages.constBegin(); it != messages.constEnd(); ++it)
+    for (auto it = m_messages.constBegin(); it != m_messages.constEnd(); ++it)
         if (const auto record = lastDeployIn(it.key()))
             note(it.key(), record->msgId, record->target);
-    for (const ChatSummary& c : std::as_const(chats))
+    for (const ChatSummary& c : std::as_const(m_chats))
         if (c.lastMessage && !c.lastMessage->isCCControl())
             if (auto target = c.lastMessage->deployTarget()) note(c.id, c.lastMessage->id, *target);
     if (byChatChanged) saveDeployByChat();
@@ -290,9 +290,9 @@ void Store::refreshGlobalDeploy() {
 
 bool Store::deploysSilenced() const {
     // The notification style that silences everything.
-    if (notifPrefs.muteAll) return true;
+    if (m_notifPrefs.muteAll) return true;
     for (const CatPref* p :
-         {&notifPrefs.directMessages, &notifPrefs.groupMessages, &notifPrefs.mentions})
+         {&m_notifPrefs.directMessages, &m_notifPrefs.groupMessages, &m_notifPrefs.mentions})
         if (p->level != NotifLevel::none) return false;
     return true;
 }
@@ -300,14 +300,14 @@ bool Store::deploysSilenced() const {
 void Store::notifyDeployReadyIfNeeded(qint64 chatId) {
     if (deploysSilenced()) return;
     const std::optional<CCDeployRecord> last = lastDeployIn(chatId);
-    if (!last || notifiedDeploy.value(chatId, 0) >= last->msgId) return;
+    if (!last || m_notifiedDeploy.value(chatId, 0) >= last->msgId) return;
     // A deploy in the middle of a run is not "done".
     if (ccWorking(chatId) || !backloggedMessages(chatId).isEmpty()) return;
-    notifiedDeploy.insert(chatId, last->msgId);
+    m_notifiedDeploy.insert(chatId, last->msgId);
     saveNotifiedDeploy();
     const DeployTarget target = last->target;
     const ChatSummary* c = chat(chatId);
-    const QString title = c ? c->displayTitle(me ? std::optional<qint64>(me->id) : std::nullopt)
+    const QString title = c ? c->displayTitle(m_me ? std::optional<qint64>(m_me->id) : std::nullopt)
                             : QStringLiteral("Velmarin");
     emit deployReady(chatId, last->msgId, target, title, deployReadyBody(target));
 }
@@ -315,35 +315,35 @@ void Store::notifyDeployReadyIfNeeded(qint64 chatId) {
 // MARK: Persistence
 
 void Store::loadSeenDeploy() {
-    seenDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenDeploy);
+    m_seenDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenDeploy);
 }
 
 void Store::saveSeenDeploy() const {
-    prefsmaps::writeIdMap(PrefKey::ccSeenDeploy, seenDeploy);
+    prefsmaps::writeIdMap(PrefKey::ccSeenDeploy, m_seenDeploy);
 }
 
 void Store::loadNotifiedDeploy() {
-    notifiedDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccNotifiedDeploy);
+    m_notifiedDeploy = prefsmaps::readIdMap<qint64>(PrefKey::ccNotifiedDeploy);
 }
 
 void Store::saveNotifiedDeploy() const {
-    prefsmaps::writeIdMap(PrefKey::ccNotifiedDeploy, notifiedDeploy);
+    prefsmaps::writeIdMap(PrefKey::ccNotifiedDeploy, m_notifiedDeploy);
 }
 
 void Store::loadGlobalDeploy() {
-    lastGlobalDeploy = Prefs::shared().readJson<DeployTarget>(PrefKey::ccGlobalDeploy);
-    lastGlobalDeployId = Prefs::shared().value(PrefKey::ccGlobalDeployId).toLongLong();
+    m_lastGlobalDeploy = Prefs::shared().readJson<DeployTarget>(PrefKey::ccGlobalDeploy);
+    m_lastGlobalDeployId = Prefs::shared().value(PrefKey::ccGlobalDeployId).toLongLong();
 }
 
 void Store::saveGlobalDeploy() const {
-    if (lastGlobalDeploy) Prefs::shared().writeJson(PrefKey::ccGlobalDeploy, *lastGlobalDeploy);
-    Prefs::shared().setValue(PrefKey::ccGlobalDeployId, lastGlobalDeployId);
+    if (m_lastGlobalDeploy) Prefs::shared().writeJson(PrefKey::ccGlobalDeploy, *m_lastGlobalDeploy);
+    Prefs::shared().setValue(PrefKey::ccGlobalDeployId, m_lastGlobalDeployId);
 }
 
 void Store::loadDeployByChat() {
-    deployByChat = prefsmaps::readIdMap<CCDeployRecord>(PrefKey::ccDeployByChat);
+    m_deployByChat = prefsmaps::readIdMap<CCDeployRecord>(PrefKey::ccDeployByChat);
 }
 
 void Store::saveDeployByChat() const {
-    prefsmaps::writeIdMap(PrefKey::ccDeployByChat, deployByChat);
+    prefsmaps::writeIdMap(PrefKey::ccDeployByChat, m_deployByChat);
 }

@@ -30,17 +30,17 @@ void Store::captureCCMarkers(const Message& message) {
         changed |= captureCCAccount(message);
     }
     // Any sign of life from the other side ends the client's own guess.
-    if (!me || message.senderId != me->id) changed |= ccOptimisticWorking.remove(chatId) > 0;
+    if (!m_me || message.senderId != m_me->id) changed |= m_ccOptimisticWorking.remove(chatId) > 0;
     if (changed) emit ccStateChanged(chatId);
 }
 
 bool Store::captureCCContext(const Message& message) {
     const auto tokens = message.ccContextTokens();
-    if (!tokens || message.id <= ccContextFloor.value(message.chatId, 0)) return false;
+    if (!tokens || message.id <= m_ccContextFloor.value(message.chatId, 0)) return false;
     const CCContextStat stat{tokens->ctx, tokens->warm, tokens->fresh, tokens->create};
-    const auto current = ccContextStats.constFind(message.chatId);
-    if (current != ccContextStats.constEnd() && *current == stat) return false;
-    ccContextStats.insert(message.chatId, stat);
+    const auto current = m_ccContextStats.constFind(message.chatId);
+    if (current != m_ccContextStats.constEnd() && *current == stat) return false;
+    m_ccContextStats.insert(message.chatId, stat);
     saveCCContext();
     return true;
 }
@@ -50,13 +50,14 @@ bool Store::captureCCModel(const Message& message) {
     if (!model) return false;
     const qint64 chatId = message.chatId;
     bool changed = false;
-    if (const auto it = ccOptimisticModel.constFind(chatId);
-        it != ccOptimisticModel.constEnd() && it->sinceMsgId < message.id) {
-        ccOptimisticModel.erase(it);
+    if (const auto it = m_ccOptimisticModel.constFind(chatId);
+        it != m_ccOptimisticModel.constEnd() && it->sinceMsgId < message.id) {
+        m_ccOptimisticModel.erase(it);
         changed = true;
     }
-    if (const auto it = ccModels.constFind(chatId); it == ccModels.constEnd() || *it != *model) {
-        ccModels.insert(chatId, *model);
+    if (const auto it = m_ccModels.constFind(chatId);
+        it == m_ccModels.constEnd() || *it != *model) {
+        m_ccModels.insert(chatId, *model);
         saveCCModels();
         changed = true;
     }
@@ -69,14 +70,14 @@ bool Store::captureCCEffort(const Message& message) {
     if (!effort) return false; // an unknown value is ignored whole
     const qint64 chatId = message.chatId;
     bool changed = false;
-    if (const auto it = ccOptimisticEffort.constFind(chatId);
-        it != ccOptimisticEffort.constEnd() && it->sinceMsgId < message.id) {
-        ccOptimisticEffort.erase(it);
+    if (const auto it = m_ccOptimisticEffort.constFind(chatId);
+        it != m_ccOptimisticEffort.constEnd() && it->sinceMsgId < message.id) {
+        m_ccOptimisticEffort.erase(it);
         changed = true;
     }
-    if (const auto it = ccReportedEfforts.constFind(chatId);
-        it == ccReportedEfforts.constEnd() || *it != *effort) {
-        ccReportedEfforts.insert(chatId, *effort);
+    if (const auto it = m_ccReportedEfforts.constFind(chatId);
+        it == m_ccReportedEfforts.constEnd() || *it != *effort) {
+        m_ccReportedEfforts.insert(chatId, *effort);
         saveCCReportedEfforts();
         changed = true;
     }
@@ -84,33 +85,34 @@ bool Store::captureCCEffort(const Message& message) {
 }
 
 bool Store::captureCCChrome(const Message& message) {
-    if (!message.ccChromeActive() || ccChromeUsedChats.value(message.chatId)) return false;
-    ccChromeUsedChats.insert(message.chatId, true);
+    if (!message.ccChromeActive() || m_ccChromeUsedChats.value(message.chatId)) return false;
+    m_ccChromeUsedChats.insert(message.chatId, true);
     saveCCChromeUsed();
     return true;
 }
 
 bool Store::captureCCScreenshot(const Message& message) {
-    if (!message.ccScreenshotActive() || ccScreenshotUsedChats.value(message.chatId)) return false;
-    ccScreenshotUsedChats.insert(message.chatId, true);
+    if (!message.ccScreenshotActive() || m_ccScreenshotUsedChats.value(message.chatId))
+        return false;
+    m_ccScreenshotUsedChats.insert(message.chatId, true);
     saveCCScreenshotUsed();
     return true;
 }
 
 bool Store::captureCCSeen(const Message& message) {
     const auto seen = message.ccSeenMsgId();
-    if (!seen || *seen <= ccSeenHighWater.value(message.chatId, lowestId)) return false;
-    ccSeenHighWater.insert(message.chatId, *seen);
+    if (!seen || *seen <= m_ccSeenHighWater.value(message.chatId, lowestId)) return false;
+    m_ccSeenHighWater.insert(message.chatId, *seen);
     saveCCSeenHighWater();
     return true;
 }
 
 bool Store::captureCCProcessed(const Message& message) {
     const qint64 chatId = message.chatId;
-    const QSet<qint64> known = ccProcessedIds.value(chatId);
+    const QSet<qint64> known = m_ccProcessedIds.value(chatId);
     // Everything at or below the seen mark is settled anyway: such ids are
     // pruned, and a replay that names them again changes nothing.
-    const qint64 mark = ccSeenHighWater.value(chatId, lowestId);
+    const qint64 mark = m_ccSeenHighWater.value(chatId, lowestId);
     QSet<qint64> fresh;
     const auto consider = [&](qint64 id) {
         if (id > 0 && id > mark && !known.contains(id)) fresh.insert(id);
@@ -122,7 +124,7 @@ bool Store::captureCCProcessed(const Message& message) {
     QSet<qint64> next = fresh;
     for (qint64 id : known)
         if (id > mark) next.insert(id);
-    ccProcessedIds.insert(chatId, next);
+    m_ccProcessedIds.insert(chatId, next);
     saveCCProcessedIds();
     return true;
 }
@@ -164,35 +166,35 @@ QCoro::Task<> Store::captureServerOS() {
 // MARK: Persistence
 
 void Store::loadCCSeenHighWater() {
-    ccSeenHighWater = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenHighWater);
+    m_ccSeenHighWater = prefsmaps::readIdMap<qint64>(PrefKey::ccSeenHighWater);
 }
 
 void Store::saveCCSeenHighWater() const {
-    prefsmaps::writeIdMap(PrefKey::ccSeenHighWater, ccSeenHighWater);
+    prefsmaps::writeIdMap(PrefKey::ccSeenHighWater, m_ccSeenHighWater);
 }
 
 void Store::loadCCProcessedIds() {
-    ccProcessedIds = agentprefs::readIdSetMap(PrefKey::ccProcessedIds);
+    m_ccProcessedIds = agentprefs::readIdSetMap(PrefKey::ccProcessedIds);
 }
 
 void Store::saveCCProcessedIds() const {
-    agentprefs::writeIdSetMap(PrefKey::ccProcessedIds, ccProcessedIds);
+    agentprefs::writeIdSetMap(PrefKey::ccProcessedIds, m_ccProcessedIds);
 }
 
 void Store::loadCCChromeUsed() {
-    ccChromeUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccChromeUsedChats);
+    m_ccChromeUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccChromeUsedChats);
 }
 
 void Store::saveCCChromeUsed() const {
-    prefsmaps::writeIdMap(PrefKey::ccChromeUsedChats, ccChromeUsedChats);
+    prefsmaps::writeIdMap(PrefKey::ccChromeUsedChats, m_ccChromeUsedChats);
 }
 
 void Store::loadCCScreenshotUsed() {
-    ccScreenshotUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccScreenshotUsedChats);
+    m_ccScreenshotUsedChats = prefsmaps::readIdMap<bool>(PrefKey::ccScreenshotUsedChats);
 }
 
 void Store::saveCCScreenshotUsed() const {
-    prefsmaps::writeIdMap(PrefKey::ccScreenshotUsedChats, ccScreenshotUsedChats);
+    prefsmaps::writeIdMap(PrefKey::ccScreenshotUsedChats, m_ccScreenshotUsedChats);
 }
 
 void Store::loadServerPlatform() {

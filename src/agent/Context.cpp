@@ -106,30 +106,30 @@ const QList<HealthPrompt>& healthPrompts() {
 // MARK: Store
 
 std::optional<CCContextStat> Store::ccContext(qint64 chatId) const {
-    const auto it = ccContextStats.constFind(chatId);
-    if (it == ccContextStats.constEnd()) return std::nullopt;
+    const auto it = m_ccContextStats.constFind(chatId);
+    if (it == m_ccContextStats.constEnd()) return std::nullopt;
     return *it;
 }
 
 QCoro::Task<> Store::ccClearContext(qint64 chatId, std::optional<QString> seed) {
     // The gauge drops at once; the host's answer is not waited for.
     if (ccContext(chatId) != CCContextStat{}) {
-        ccContextStats.insert(chatId, CCContextStat{});
+        m_ccContextStats.insert(chatId, CCContextStat{});
         saveCCContext();
     }
     qint64 floor = 0;
-    for (const Message& m : messages.value(chatId))
+    for (const Message& m : m_messages.value(chatId))
         floor = std::max(floor, m.id);
     if (const ChatSummary* c = chat(chatId); c && c->lastMessage)
         floor = std::max(floor, c->lastMessage->id);
     // Replayed history must not bring the old number back.
-    if (floor > ccContextFloor.value(chatId, 0)) {
-        ccContextFloor.insert(chatId, floor);
+    if (floor > m_ccContextFloor.value(chatId, 0)) {
+        m_ccContextFloor.insert(chatId, floor);
         saveCCContextFloor();
     }
     emit ccStateChanged(chatId);
     QJsonObject extra{{QStringLiteral("chatId"), QJsonValue(chatId)},
-                      {QStringLiteral("name"), me ? me->username : QString()}};
+                      {QStringLiteral("name"), m_me ? m_me->username : QString()}};
     if (seed && !seed->isEmpty()) extra.insert(QStringLiteral("seed"), *seed);
     auto request = ccRequest(QStringLiteral("clear"), QString(), extra);
     co_await request;
@@ -144,15 +144,15 @@ bool Store::showIdleReset(qint64 chatId, bool dismissed) const {
 
 QString Store::recentDigest(qint64 chatId, int limit) const {
     QList<Message> visible;
-    for (const Message& m : messages.value(chatId))
+    for (const Message& m : m_messages.value(chatId))
         if (!m.isCCControl() && !m.isCCWorking()) visible.push_back(m);
     std::sort(visible.begin(), visible.end(),
               [](const Message& a, const Message& b) { return a.id < b.id; });
     const auto speaker = [this](const Message& m) -> QString {
-        if (me && m.senderId == me->id) return QStringLiteral("Moi");
-        if (agentId && m.senderId == *agentId) return QStringLiteral("Claude");
+        if (m_me && m.senderId == m_me->id) return QStringLiteral("Moi");
+        if (m_agentId && m.senderId == *m_agentId) return QStringLiteral("Claude");
         if (!m.senderName.isEmpty()) return m.senderName;
-        for (const User& u : users)
+        for (const User& u : m_users)
             if (u.id == m.senderId) return u.username;
         return QString::number(m.senderId);
     };
@@ -162,17 +162,17 @@ QString Store::recentDigest(qint64 chatId, int limit) const {
 // MARK: Persistence
 
 void Store::loadCCContext() {
-    ccContextStats = prefsmaps::readIdMap<CCContextStat>(PrefKey::ccContextStats);
+    m_ccContextStats = prefsmaps::readIdMap<CCContextStat>(PrefKey::ccContextStats);
 }
 
 void Store::saveCCContext() const {
-    prefsmaps::writeIdMap(PrefKey::ccContextStats, ccContextStats);
+    prefsmaps::writeIdMap(PrefKey::ccContextStats, m_ccContextStats);
 }
 
 void Store::loadCCContextFloor() {
-    ccContextFloor = prefsmaps::readIdMap<qint64>(PrefKey::ccContextFloor);
+    m_ccContextFloor = prefsmaps::readIdMap<qint64>(PrefKey::ccContextFloor);
 }
 
 void Store::saveCCContextFloor() const {
-    prefsmaps::writeIdMap(PrefKey::ccContextFloor, ccContextFloor);
+    prefsmaps::writeIdMap(PrefKey::ccContextFloor, m_ccContextFloor);
 }

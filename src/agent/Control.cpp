@@ -56,14 +56,14 @@ std::optional<QJsonObject> Store::ccFindReply(const QList<Message>& page,
 
 QCoro::Task<std::optional<qint64>> Store::ensureClaudeControlChat() {
     QPointer<Store> self(this);
-    if (claudeControlChatId) co_return claudeControlChatId;
+    if (m_claudeControlChatId) co_return m_claudeControlChatId;
     const auto primary = api();
-    if (!primary || !me) co_return std::nullopt;
-    const qint64 myId = me->id;
-    for (const ChatSummary& c : std::as_const(chats)) {
+    if (!primary || !m_me) co_return std::nullopt;
+    const qint64 myId = m_me->id;
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         if (IDCodec::serverId(c.id) != 0 || c.isGroup() || c.members.size() != 1) continue;
         if (c.members.first().id != myId) continue;
-        claudeControlChatId = c.id;
+        m_claudeControlChatId = c.id;
         co_return c.id;
     }
     ChatSummary created;
@@ -75,7 +75,7 @@ QCoro::Task<std::optional<qint64>> Store::ensureClaudeControlChat() {
     }
     if (!self) co_return std::nullopt;
     upsertChat(created);
-    claudeControlChatId = created.id;
+    m_claudeControlChatId = created.id;
     co_return created.id;
 }
 

@@ -383,7 +383,7 @@ QCoro::Task<std::optional<qint64>> Store::ccCreateSession(QString path,
         if (ok) chatId = parsed;
     }
     if (!chatId) co_return std::nullopt;
-    ccPermissions.insert(*chatId, permission);
+    m_ccPermissions.insert(*chatId, permission);
     saveCCPermissions();
     // The new conversation must exist here before the caller opens it.
     auto refresh = resync();
@@ -392,7 +392,7 @@ QCoro::Task<std::optional<qint64>> Store::ccCreateSession(QString path,
 }
 
 std::optional<QString> Store::ccWorkdir(qint64 chatId) const {
-    const QString dir = ccWorkdirs.value(chatId);
+    const QString dir = m_ccWorkdirs.value(chatId);
     if (dir.isEmpty()) return std::nullopt;
     return dir;
 }

@@ -17,38 +17,39 @@ using Config::CCPermission;
 // MARK: Readers
 
 CCPermission Store::ccPermission(qint64 chatId) const {
-    return ccPermissions.value(chatId, CCPermission::ask);
+    return m_ccPermissions.value(chatId, CCPermission::ask);
 }
 
 CCEffort Store::ccEffort(qint64 chatId) const {
-    return ccEfforts.value(chatId, Config::defaultEffort);
+    return m_ccEfforts.value(chatId, Config::defaultEffort);
 }
 
 QString Store::ccModelChoice(qint64 chatId) const {
-    return ccModelChoices.value(chatId);
+    return m_ccModelChoices.value(chatId);
 }
 
 bool Store::ccChromeEnabled(qint64 chatId) const {
-    return ccChrome.value(chatId, false);
+    return m_ccChrome.value(chatId, false);
 }
 
 std::optional<QString> Store::ccModel(qint64 chatId) const {
-    const auto it = ccModels.constFind(chatId);
-    if (it == ccModels.constEnd()) return std::nullopt;
+    const auto it = m_ccModels.constFind(chatId);
+    if (it == m_ccModels.constEnd()) return std::nullopt;
     return *it;
 }
 
 CCEffort Store::ccBadgeEffort(qint64 chatId) const {
-    if (const auto it = ccOptimisticEffort.constFind(chatId); it != ccOptimisticEffort.constEnd())
+    if (const auto it = m_ccOptimisticEffort.constFind(chatId);
+        it != m_ccOptimisticEffort.constEnd())
         return it->value;
-    if (const auto it = ccReportedEfforts.constFind(chatId); it != ccReportedEfforts.constEnd())
+    if (const auto it = m_ccReportedEfforts.constFind(chatId); it != m_ccReportedEfforts.constEnd())
         return *it;
     return ccEffort(chatId);
 }
 
 QString Store::ccBadgeModelId(qint64 chatId) const {
-    if (const auto it = ccOptimisticModel.constFind(chatId);
-        it != ccOptimisticModel.constEnd() && !it->value.isEmpty())
+    if (const auto it = m_ccOptimisticModel.constFind(chatId);
+        it != m_ccOptimisticModel.constEnd() && !it->value.isEmpty())
         return it->value;
     if (const auto reported = ccModel(chatId)) return *reported;
     if (const QString chosen = ccModelChoice(chatId); !chosen.isEmpty()) return chosen;
@@ -82,7 +83,7 @@ QList<Config::CCModelInfo> Store::modelPickerOptions(const QString& selected) co
 
 QCoro::Task<bool> Store::updateCCPermission(qint64 chatId, CCPermission permission) {
     QPointer<Store> self(this);
-    ccPermissions.insert(chatId, permission);
+    m_ccPermissions.insert(chatId, permission);
     saveCCPermissions();
     emit ccStateChanged(chatId);
     auto push = ccSetPermission(chatId, permission);
@@ -94,9 +95,9 @@ QCoro::Task<bool> Store::updateCCPermission(qint64 chatId, CCPermission permissi
 
 QCoro::Task<bool> Store::updateCCEffort(qint64 chatId, CCEffort effort) {
     QPointer<Store> self(this);
-    ccEfforts.insert(chatId, effort);
+    m_ccEfforts.insert(chatId, effort);
     saveCCEfforts();
-    ccOptimisticEffort.insert(chatId, {effort, lastRealMsgId(chatId)});
+    m_ccOptimisticEffort.insert(chatId, {effort, lastRealMsgId(chatId)});
     emit ccStateChanged(chatId);
     auto push = ccSetEffort(chatId, effort);
     const PrefPushResult r = co_await push;
@@ -107,9 +108,9 @@ QCoro::Task<bool> Store::updateCCEffort(qint64 chatId, CCEffort effort) {
 
 QCoro::Task<bool> Store::updateCCModel(qint64 chatId, QString model) {
     QPointer<Store> self(this);
-    ccModelChoices.insert(chatId, model);
+    m_ccModelChoices.insert(chatId, model);
     saveCCModelChoice();
-    ccOptimisticModel.insert(chatId, {model, lastRealMsgId(chatId)});
+    m_ccOptimisticModel.insert(chatId, {model, lastRealMsgId(chatId)});
     emit ccStateChanged(chatId);
     auto push = ccSetModel(chatId, model);
     const PrefPushResult r = co_await push;
@@ -120,7 +121,7 @@ QCoro::Task<bool> Store::updateCCModel(qint64 chatId, QString model) {
 
 QCoro::Task<bool> Store::updateCCChrome(qint64 chatId, bool enabled) {
     QPointer<Store> self(this);
-    ccChrome.insert(chatId, enabled);
+    m_ccChrome.insert(chatId, enabled);
     saveCCChrome();
     emit ccStateChanged(chatId);
     auto push = ccSetChrome(chatId, enabled);
@@ -133,9 +134,9 @@ QCoro::Task<bool> Store::updateCCChrome(qint64 chatId, bool enabled) {
 void Store::markPrefSync(qint64 chatId, bool synced) {
     // A refusal counts as settled: sending it again would not help.
     if (synced)
-        pendingPrefSync.remove(chatId);
+        m_pendingPrefSync.remove(chatId);
     else
-        pendingPrefSync.insert(chatId);
+        m_pendingPrefSync.insert(chatId);
     savePendingPrefSync();
 }
 
@@ -148,7 +149,7 @@ QCoro::Task<PrefPushResult> Store::pushPref(QString op, qint64 chatId, QJsonObje
     const std::optional<QJsonObject> reply = co_await request;
     if (!reply) co_return PrefPushResult::unreachable;
     if (reply->value(QLatin1String("ok")) == QJsonValue(true)) co_return PrefPushResult::ok;
-    if (self) ccPrefsUnsupported.insert(chatId);
+    if (self) m_ccPrefsUnsupported.insert(chatId);
     co_return PrefPushResult::unsupported;
 }
 
@@ -176,11 +177,11 @@ QCoro::Task<PrefPushResult> Store::ccSetChrome(qint64 chatId, bool enabled) {
 
 QCoro::Task<> Store::flushPendingPrefs() {
     QPointer<Store> self(this);
-    if (pendingPrefSync.isEmpty()) co_return;
-    const QList<qint64> snapshot(pendingPrefSync.begin(), pendingPrefSync.end());
+    if (m_pendingPrefSync.isEmpty()) co_return;
+    const QList<qint64> snapshot(m_pendingPrefSync.begin(), m_pendingPrefSync.end());
     for (qint64 chatId : snapshot) {
-        if (ccPrefsUnsupported.contains(chatId)) {
-            pendingPrefSync.remove(chatId);
+        if (m_ccPrefsUnsupported.contains(chatId)) {
+            m_pendingPrefSync.remove(chatId);
             continue;
         }
         // All four go out, not only the one that changed: the host may have
@@ -199,50 +200,50 @@ QCoro::Task<> Store::flushPendingPrefs() {
         if (!self) co_return;
         const auto unreachable = PrefPushResult::unreachable;
         if (a != unreachable && b != unreachable && c != unreachable && d != unreachable)
-            pendingPrefSync.remove(chatId);
+            m_pendingPrefSync.remove(chatId);
     }
     savePendingPrefSync();
 }
 
 QCoro::Task<> Store::ccSyncPrefs(qint64 chatId) {
     QPointer<Store> self(this);
-    if (ccPrefsUnsupported.contains(chatId)) co_return;
+    if (m_ccPrefsUnsupported.contains(chatId)) co_return;
     auto flush = flushPendingPrefs();
     co_await flush;
     // A choice that did not get through must not be overwritten by the host's old value.
-    if (!self || pendingPrefSync.contains(chatId)) co_return;
+    if (!self || m_pendingPrefSync.contains(chatId)) co_return;
     const QJsonObject extra{{QStringLiteral("chatId"), QJsonValue(chatId)}};
     auto request = ccRequest(QStringLiteral("getprefs"), QString(), extra);
     const std::optional<QJsonObject> reply = co_await request;
     if (!self || !reply) co_return;
     if (reply->value(QLatin1String("ok")) != QJsonValue(true)) {
-        ccPrefsUnsupported.insert(chatId);
+        m_ccPrefsUnsupported.insert(chatId);
         co_return;
     }
     auto models = loadAvailableModels(chatId);
     co_await models;
     // The user may have chosen something while the requests were out.
-    if (!self || pendingPrefSync.contains(chatId)) co_return;
+    if (!self || m_pendingPrefSync.contains(chatId)) co_return;
     applySyncedPrefs(chatId, *reply);
 }
 
 void Store::applySyncedPrefs(qint64 chatId, const QJsonObject& reply) {
     bool changed = false;
     if (const auto effort = Config::effortFromRaw(reply.value(QLatin1String("effort")).toString());
-        effort && ccEfforts.value(chatId, Config::defaultEffort) != *effort) {
-        ccEfforts.insert(chatId, *effort);
+        effort && m_ccEfforts.value(chatId, Config::defaultEffort) != *effort) {
+        m_ccEfforts.insert(chatId, *effort);
         saveCCEfforts();
         changed = true;
     }
     if (const QJsonValue model = reply.value(QLatin1String("model"));
         model.isString() && ccModelChoice(chatId) != model.toString()) {
-        ccModelChoices.insert(chatId, model.toString());
+        m_ccModelChoices.insert(chatId, model.toString());
         saveCCModelChoice();
         changed = true;
     }
     if (const auto perm = Config::permissionFromRaw(reply.value(QLatin1String("perm")).toString());
-        perm && ccPermissions.value(chatId, CCPermission::ask) != *perm) {
-        ccPermissions.insert(chatId, *perm);
+        perm && m_ccPermissions.value(chatId, CCPermission::ask) != *perm) {
+        m_ccPermissions.insert(chatId, *perm);
         saveCCPermissions();
         changed = true;
     }
@@ -250,27 +251,27 @@ void Store::applySyncedPrefs(qint64 chatId, const QJsonObject& reply) {
         chrome.isBool() || chrome.isDouble()) {
         const bool on = chrome.isBool() ? chrome.toBool() : chrome.toDouble() != 0;
         if (ccChromeEnabled(chatId) != on) {
-            ccChrome.insert(chatId, on);
+            m_ccChrome.insert(chatId, on);
             saveCCChrome();
             changed = true;
         }
     }
     if (const QString workdir = reply.value(QLatin1String("workdir")).toString();
-        !workdir.isEmpty() && ccWorkdirs.value(chatId) != workdir) {
-        ccWorkdirs.insert(chatId, workdir);
+        !workdir.isEmpty() && m_ccWorkdirs.value(chatId) != workdir) {
+        m_ccWorkdirs.insert(chatId, workdir);
         saveCCWorkdirs();
         changed = true;
     }
     // These flags never fall.
     if (reply.value(QLatin1String("chromeUsed")) == QJsonValue(true) &&
-        !ccChromeUsedChats.value(chatId)) {
-        ccChromeUsedChats.insert(chatId, true);
+        !m_ccChromeUsedChats.value(chatId)) {
+        m_ccChromeUsedChats.insert(chatId, true);
         saveCCChromeUsed();
         changed = true;
     }
     if (reply.value(QLatin1String("screenshotUsed")) == QJsonValue(true) &&
-        !ccScreenshotUsedChats.value(chatId)) {
-        ccScreenshotUsedChats.insert(chatId, true);
+        !m_ccScreenshotUsedChats.value(chatId)) {
+        m_ccScreenshotUsedChats.insert(chatId, true);
         saveCCScreenshotUsed();
         changed = true;
     }
@@ -341,70 +342,70 @@ QColor effortTint(CCEffort effort) {
 // MARK: Persistence
 
 void Store::loadCCPermissions() {
-    ccPermissions =
+    m_ccPermissions =
         agentprefs::readRawMap<CCPermission>(PrefKey::ccPermissions, Config::permissionFromRaw);
 }
 
 void Store::saveCCPermissions() const {
-    agentprefs::writeRawMap(PrefKey::ccPermissions, ccPermissions);
+    agentprefs::writeRawMap(PrefKey::ccPermissions, m_ccPermissions);
 }
 
 void Store::loadCCEfforts() {
-    ccEfforts = agentprefs::readRawMap<CCEffort>(PrefKey::ccEfforts, Config::effortFromRaw);
+    m_ccEfforts = agentprefs::readRawMap<CCEffort>(PrefKey::ccEfforts, Config::effortFromRaw);
 }
 
 void Store::saveCCEfforts() const {
-    agentprefs::writeRawMap(PrefKey::ccEfforts, ccEfforts);
+    agentprefs::writeRawMap(PrefKey::ccEfforts, m_ccEfforts);
 }
 
 void Store::loadCCModelChoice() {
-    ccModelChoices = prefsmaps::readIdMap<QString>(PrefKey::ccModelChoice);
+    m_ccModelChoices = prefsmaps::readIdMap<QString>(PrefKey::ccModelChoice);
 }
 
 void Store::saveCCModelChoice() const {
-    prefsmaps::writeIdMap(PrefKey::ccModelChoice, ccModelChoices);
+    prefsmaps::writeIdMap(PrefKey::ccModelChoice, m_ccModelChoices);
 }
 
 void Store::loadCCModels() {
-    ccModels = prefsmaps::readIdMap<QString>(PrefKey::ccModels);
+    m_ccModels = prefsmaps::readIdMap<QString>(PrefKey::ccModels);
 }
 
 void Store::saveCCModels() const {
-    prefsmaps::writeIdMap(PrefKey::ccModels, ccModels);
+    prefsmaps::writeIdMap(PrefKey::ccModels, m_ccModels);
 }
 
 void Store::loadCCChrome() {
-    ccChrome = prefsmaps::readIdMap<bool>(PrefKey::ccChrome);
+    m_ccChrome = prefsmaps::readIdMap<bool>(PrefKey::ccChrome);
 }
 
 void Store::saveCCChrome() const {
-    prefsmaps::writeIdMap(PrefKey::ccChrome, ccChrome);
+    prefsmaps::writeIdMap(PrefKey::ccChrome, m_ccChrome);
 }
 
 void Store::loadPendingPrefSync() {
     const auto ids = Prefs::shared().readJson<QList<qint64>>(PrefKey::ccPendingPrefSync);
-    pendingPrefSync = ids ? QSet<qint64>(ids->begin(), ids->end()) : QSet<qint64>{};
+    m_pendingPrefSync = ids ? QSet<qint64>(ids->begin(), ids->end()) : QSet<qint64>{};
 }
 
 void Store::savePendingPrefSync() const {
-    QList<qint64> ids(pendingPrefSync.begin(), pendingPrefSync.end());
+    QList<qint64> ids(m_pendingPrefSync.begin(), m_pendingPrefSync.end());
     std::sort(ids.begin(), ids.end());
     Prefs::shared().writeJson(PrefKey::ccPendingPrefSync, ids);
 }
 
 void Store::loadCCReportedEfforts() {
-    ccReportedEfforts =
+    m_ccReportedEfforts =
         agentprefs::readRawMap<CCEffort>(PrefKey::ccReportedEfforts, Config::effortFromRaw);
 }
 
 void Store::saveCCReportedEfforts() const {
-    agentprefs::writeRawMap(PrefKey::ccReportedEfforts, ccReportedEfforts);
+    agentprefs::writeRawMap(PrefKey::ccReportedEfforts, m_ccReportedEfforts);
 }
 
 void Store::loadCCWorkdirs() {
-    ccWorkdirs = prefsmaps::readIdMap<QString>(PrefKey::ccWorkdirs);
+    m_ccWorkdirs = prefsmaps::readIdMap<QString>(PrefKey::ccWorkdirs);
 }
 
 void Store::saveCCWorkdirs() const {
-    prefsmaps::writeIdMap(PrefKey::ccWorkdirs, ccWorkdirs);
+    prefsmaps::writeIdMap(PrefKey::ccWorkdirs, m_ccWorkdirs);
 }

@@ -28,8 +28,8 @@ bool isControl(const Message& m) {
            m.isCCControl();
 }
 
-qint64 meKeyOf(const std::optional<User>& me) {
-    return me ? me->id : lowestId;
+qint64 meKeyOf(const std::optional<User>& m_me) {
+    return m_me ? m_me->id : lowestId;
 }
 } // namespace
 
@@ -99,13 +99,13 @@ void Store::wireAgentCaches() {
 // Views ask for one conversation many times in a row: that case stays inline.
 inline const Store::SessionScan& Store::sessionScan(qint64 chatId) const {
     if (m_lastScan && m_lastScanChat == chatId && m_lastScan->epoch == m_scanEpoch &&
-        m_lastScan->meKey == meKeyOf(me)) [[likely]]
+        m_lastScan->meKey == meKeyOf(m_me)) [[likely]]
         return *m_lastScan;
     return findSessionScan(chatId);
 }
 
 const Store::SessionScan& Store::findSessionScan(qint64 chatId) const {
-    const qint64 meKey = meKeyOf(me);
+    const qint64 meKey = meKeyOf(m_me);
     std::shared_ptr<SessionScan>& slot = m_sessionScans[chatId];
     if (!slot || slot->epoch != m_scanEpoch || slot->meKey != meKey) slot = scanSession(chatId);
     m_lastScan = slot;
@@ -116,19 +116,20 @@ const Store::SessionScan& Store::findSessionScan(qint64 chatId) const {
 std::shared_ptr<Store::SessionScan> Store::scanSession(qint64 chatId) const {
     auto scan = std::make_shared<SessionScan>();
     scan->epoch = m_scanEpoch;
-    scan->meKey = meKeyOf(me);
+    scan->meKey = meKeyOf(m_me);
     const ChatSummary* c = chat(chatId);
     scan->isSession = c && isClaudeSessionChat(*c);
-    scan->highWater = ccSeenHighWater.value(chatId, lowestId);
-    scan->processed = ccProcessedIds.value(chatId);
-    if (const auto it = ccOptimisticWorking.constFind(chatId); it != ccOptimisticWorking.constEnd())
+    scan->highWater = m_ccSeenHighWater.value(chatId, lowestId);
+    scan->processed = m_ccProcessedIds.value(chatId);
+    if (const auto it = m_ccOptimisticWorking.constFind(chatId);
+        it != m_ccOptimisticWorking.constEnd())
         scan->optimisticUntil = *it;
-    const auto list = messages.constFind(chatId);
-    scan->loaded = list != messages.constEnd() && !list->isEmpty();
+    const auto list = m_messages.constFind(chatId);
+    scan->loaded = list != m_messages.constEnd() && !list->isEmpty();
     if (scan->loaded) {
         const Message* working = nullptr;
         qint64 newestReply = lowestId;
-        const bool signedIn = me.has_value();
+        const bool signedIn = m_me.has_value();
         for (const Message& m : *list) {
             if (isWorking(m)) {
                 working = &m;
@@ -156,8 +157,8 @@ std::optional<qint64> Store::oldestOwnAfterReply(qint64 chatId) const {
     const SessionScan& scan = sessionScan(chatId);
     if (!scan.oldestOwnAfterReply) {
         std::optional<qint64> oldest;
-        for (const Message& m : messages.value(chatId))
-            if (me && m.senderId == me->id && m.id > 0 && m.id > scan.lastReplyId &&
+        for (const Message& m : m_messages.value(chatId))
+            if (m_me && m.senderId == m_me->id && m.id > 0 && m.id > scan.lastReplyId &&
                 (!oldest || m.id < *oldest))
                 oldest = m.id;
         scan.oldestOwnAfterReply = oldest;
@@ -172,7 +173,7 @@ std::optional<Message> Store::liveWorkingMessage(qint64 chatId) const {
 // MARK: Readings
 
 std::optional<qint64> Store::claudeCodeUserId() const {
-    for (const User& u : users)
+    for (const User& u : m_users)
         if (u.username == claudeCodeUsername()) return u.id;
     return std::nullopt;
 }
@@ -187,7 +188,7 @@ bool Store::isClaudeSessionChat(const ChatSummary& c) const {
     // never produces a working message.
     if (c.isGroup() || isSavedMessages(c)) return false;
     return std::any_of(c.members.begin(), c.members.end(), [this](const User& u) {
-        return (!me || u.id != me->id) && (!agentId || u.id != *agentId);
+        return (!m_me || u.id != m_me->id) && (!m_agentId || u.id != *m_agentId);
     });
 }
 
@@ -217,7 +218,7 @@ bool Store::ccScreenshotActive(qint64 chatId) const {
 
 std::optional<CCMessageStatus> Store::ccStatus(const Message& m) const {
     using S = CCMessageStatus;
-    if (!me || m.senderId != me->id || m.id <= 0) return std::nullopt;
+    if (!m_me || m.senderId != m_me->id || m.id <= 0) return std::nullopt;
     const SessionScan& scan = sessionScan(m.chatId);
     if (!scan.isSession) return std::nullopt;
     const std::optional<qint64>& p = scan.processing;
@@ -234,7 +235,7 @@ std::optional<CCMessageStatus> Store::ccStatus(const Message& m) const {
 
 QList<Message> Store::backloggedMessages(qint64 chatId) const {
     QList<Message> queued;
-    for (const Message& m : messages.value(chatId))
+    for (const Message& m : m_messages.value(chatId))
         if (ccStatus(m) == CCMessageStatus::pending) queued.push_back(m);
     std::sort(queued.begin(), queued.end(),
               [](const Message& a, const Message& b) { return a.id < b.id; });
@@ -254,8 +255,8 @@ std::optional<QString> Store::ccStatusLine(qint64 chatId) const {
 }
 
 qint64 Store::lastRealMsgId(qint64 chatId) const {
-    const auto it = messages.constFind(chatId);
-    if (it == messages.constEnd()) return 0;
+    const auto it = m_messages.constFind(chatId);
+    if (it == m_messages.constEnd()) return 0;
     for (auto m = it->crbegin(); m != it->crend(); ++m)
         if (m->id > 0) return m->id;
     return 0;
@@ -264,7 +265,7 @@ qint64 Store::lastRealMsgId(qint64 chatId) const {
 // MARK: Acting on the queue
 
 void Store::ccStartOptimisticWorking(qint64 chatId, qint64 sentAtMs) {
-    ccOptimisticWorking.insert(chatId, sentAtMs + scaledMs(optimisticWindow));
+    m_ccOptimisticWorking.insert(chatId, sentAtMs + scaledMs(optimisticWindow));
     emit ccStateChanged(chatId);
 }
 

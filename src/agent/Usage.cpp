@@ -98,12 +98,12 @@ QCoro::Task<> Store::refreshClaudeUsage() {
     if (record) {
         applyHostRecord(*record);
     } else {
-        ++hostPollFails;
-        if (hostPollFails >= offlineAfterMisses && claudeHostOnline) {
-            claudeHostOnline = false;
+        ++m_hostPollFails;
+        if (m_hostPollFails >= offlineAfterMisses && m_claudeHostOnline) {
+            m_claudeHostOnline = false;
             emit hostChanged();
         }
-        if (hostPollFails % reselectEveryMisses == 0) {
+        if (m_hostPollFails % reselectEveryMisses == 0) {
             auto reselect = selectPrimaryBase();
             co_await reselect;
             if (!self) co_return;
@@ -125,24 +125,24 @@ QCoro::Task<> Store::refreshClaudeUsage() {
         if (!self) co_return;
         if (extra) {
             applyExtraHostRecord(server, *extra);
-        } else if (serverAnswering.value(server, true)) {
-            serverAnswering.insert(server, false);
+        } else if (m_serverAnswering.value(server, true)) {
+            m_serverAnswering.insert(server, false);
             emit accountsChanged();
         }
     }
 }
 
 void Store::applyHostRecord(const ClaudeHost& host) {
-    hostPollFails = 0;
-    claudeHostOnline = host.online;
+    m_hostPollFails = 0;
+    m_claudeHostOnline = host.online;
     if (host.mac) setClaudeHostName(host.mac);
     if (host.platform && hostPlatform(0) != host.platform) {
         auto platforms = serverPlatform();
         platforms.insert(0, *host.platform);
         setServerPlatform(platforms);
     }
-    claudeRescueOnline = host.rescueOnline.value_or(false);
-    claudeInputHelperOnline = host.inputHelperOnline.value_or(false);
+    m_claudeRescueOnline = host.rescueOnline.value_or(false);
+    m_claudeInputHelperOnline = host.inputHelperOnline.value_or(false);
     if (host.usage) {
         setClaudeUsage(host.usage);
         if (host.usage->email && !host.usage->email->isEmpty()) {
@@ -151,15 +151,15 @@ void Store::applyHostRecord(const ClaudeHost& host) {
             setServerClaudeEmail(emails);
         }
     }
-    if (host.accounts) macNamedAccounts = *host.accounts;
+    if (host.accounts) m_macNamedAccounts = *host.accounts;
     // Ids of the primary server are global already.
-    if (host.chatAccounts) macChatAccounts = chatAccountsFrom(*host.chatAccounts, 0);
+    if (host.chatAccounts) m_macChatAccounts = chatAccountsFrom(*host.chatAccounts, 0);
     emit hostChanged();
     emit accountsChanged();
 }
 
 void Store::applyExtraHostRecord(int server, const ClaudeHost& host) {
-    serverAnswering.insert(server, host.online);
+    m_serverAnswering.insert(server, host.online);
     if (host.usage) {
         if (host.usage->email && !host.usage->email->isEmpty()) {
             auto emails = serverClaudeEmail();
@@ -175,9 +175,9 @@ void Store::applyExtraHostRecord(int server, const ClaudeHost& host) {
         platforms.insert(server, *host.platform);
         setServerPlatform(platforms);
     }
-    if (host.accounts) serverNamedAccounts.insert(server, *host.accounts);
+    if (host.accounts) m_serverNamedAccounts.insert(server, *host.accounts);
     if (host.chatAccounts)
-        serverChatAccounts.insert(server, chatAccountsFrom(*host.chatAccounts, server));
+        m_serverChatAccounts.insert(server, chatAccountsFrom(*host.chatAccounts, server));
     emit accountsChanged();
 }
 

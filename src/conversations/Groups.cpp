@@ -86,9 +86,9 @@ QCoro::Task<> Store::deleteChat(qint64 chatId) {
     removeChat(chatId);
     // A server joined for one conversation goes with its last one.
     if (r->server == 0) co_return;
-    const bool othersRemain = std::any_of(chats.cbegin(), chats.cend(), [&](const ChatSummary& c) {
-        return IDCodec::serverId(c.id) == r->server;
-    });
+    const bool othersRemain =
+        std::any_of(m_chats.cbegin(), m_chats.cend(),
+                    [&](const ChatSummary& c) { return IDCodec::serverId(c.id) == r->server; });
     if (othersRemain) co_return;
     if (const ServerProfile* profile = extraServer(r->server)) removeServer(*profile);
 }
@@ -105,13 +105,13 @@ QCoro::Task<> Store::removeChatMember(qint64 chatId, User user) {
         co_return;
     }
     if (!self) co_return;
-    if (me && user.id == me->id) {
+    if (m_me && user.id == m_me->id) {
         removeChat(chatId); // leaving the group
         co_return;
     }
     const ChatSummary* known = chat(chatId);
     if (!known) co_return;
-    ChatSummary& c = chats[int(known - chats.constData())];
+    ChatSummary& c = m_chats[int(known - m_chats.constData())];
     c.members.removeIf([&](const User& m) { return m.id == user.id; });
     emit chatChanged(chatId);
 }
@@ -135,7 +135,7 @@ QCoro::Task<> Store::addGroupMembers(qint64 chatId, QList<qint64> userIds) {
 QCoro::Task<> Store::loadGroupRoles() {
     QPointer<Store> self(this);
     const auto primary = api();
-    if (!primary || !token) co_return;
+    if (!primary || !m_token) co_return;
     const quint64 generation = ++rolesGeneration(this);
     GroupRolesResponse reply;
     try {
@@ -148,7 +148,7 @@ QCoro::Task<> Store::loadGroupRoles() {
     QHash<qint64, QHash<qint64, GroupRole>> next;
     for (const GroupRoleEntry& entry : std::as_const(reply.groupRoles))
         next[entry.chatId][entry.userId] = entry.role;
-    groupRoles = std::move(next);
+    m_groupRoles = std::move(next);
     emit groupRolesChanged();
 }
 
@@ -165,17 +165,17 @@ QCoro::Task<> Store::setGroupRole(qint64 chatId, qint64 userId, GroupRole role) 
     }
     if (!self) co_return;
     ++rolesGeneration(this);
-    groupRoles[chatId][userId] = role;
+    m_groupRoles[chatId][userId] = role;
     emit groupRolesChanged();
 }
 
 GroupRole Store::groupRole(qint64 chatId, qint64 userId) const {
-    return groupRoles.value(chatId).value(userId, GroupRole::user);
+    return m_groupRoles.value(chatId).value(userId, GroupRole::user);
 }
 
 bool Store::canManageGroup(qint64 chatId) const {
-    if (!me) return false;
-    const GroupRole role = groupRole(chatId, me->id);
+    if (!m_me) return false;
+    const GroupRole role = groupRole(chatId, m_me->id);
     return role == GroupRole::owner || role == GroupRole::admin;
 }
 
@@ -184,7 +184,7 @@ bool Store::canManageGroup(qint64 chatId) const {
 bool Store::isAIChannel(const ChatSummary& c) const {
     bool anyOther = false;
     for (const User& member : c.members) {
-        if (me && member.id == me->id) continue;
+        if (m_me && member.id == m_me->id) continue;
         if (!isBotUser(member.id)) return false;
         anyOther = true;
     }
@@ -194,28 +194,28 @@ bool Store::isAIChannel(const ChatSummary& c) const {
 QCoro::Task<> Store::ensureAgentChat() {
     QPointer<Store> self(this);
     const auto holdsAgent = [this](const ChatSummary& c) {
-        return agentId && std::any_of(c.members.begin(), c.members.end(),
-                                      [this](const User& u) { return u.id == *agentId; });
+        return m_agentId && std::any_of(c.members.begin(), c.members.end(),
+                                        [this](const User& u) { return u.id == *m_agentId; });
     };
-    if (agentChatId) {
-        const ChatSummary* known = chat(*agentChatId);
+    if (m_agentChatId) {
+        const ChatSummary* known = chat(*m_agentChatId);
         if (known && holdsAgent(*known)) co_return;
     }
-    if (!agentId) {
+    if (!m_agentId) {
         co_await resync();
         if (!self) co_return;
     }
     const auto primary = api();
-    if (!agentId || !primary) {
+    if (!m_agentId || !primary) {
         setLastError(QStringLiteral("AI agent unavailable — check the server"));
         co_return;
     }
     try {
-        auto call = primary->createDirect(*agentId);
+        auto call = primary->createDirect(*m_agentId);
         const ChatSummary direct = co_await call;
         if (!self) co_return;
         upsertChat(direct);
-        agentChatId = direct.id;
+        m_agentChatId = direct.id;
     } catch (const std::exception& e) {
         if (self) setLastError(describeError(e));
     }
@@ -224,26 +224,26 @@ QCoro::Task<> Store::ensureAgentChat() {
 QCoro::Task<> Store::openAgentChat() {
     QPointer<Store> self(this);
     co_await ensureAgentChat();
-    if (self && agentChatId && chat(*agentChatId)) setSelectedChatId(*agentChatId);
+    if (self && m_agentChatId && chat(*m_agentChatId)) setSelectedChatId(*m_agentChatId);
 }
 
 QCoro::Task<> Store::openSavedMessages() {
     QPointer<Store> self(this);
-    if (!me) co_return;
-    for (const ChatSummary& c : std::as_const(chats)) {
+    if (!m_me) co_return;
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         if (!isSavedMessages(c)) continue;
-        savedChatId = c.id;
+        m_savedChatId = c.id;
         setSelectedChatId(c.id);
         co_return;
     }
     const auto primary = api();
     if (!primary) co_return;
     try {
-        auto call = primary->createDirect(me->id);
+        auto call = primary->createDirect(m_me->id);
         const ChatSummary saved = co_await call;
         if (!self) co_return;
         upsertChat(saved);
-        savedChatId = saved.id;
+        m_savedChatId = saved.id;
         setSelectedChatId(saved.id);
     } catch (const std::exception& e) {
         if (self) setLastError(describeError(e));

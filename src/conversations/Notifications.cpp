@@ -27,9 +27,9 @@ QUuid bannerId() {
 } // namespace
 
 NotificationStyle Store::notificationStyle() const {
-    if (notifPrefs.muteAll) return NotificationStyle::off;
-    const NotifLevel levels[] = {notifPrefs.directMessages.level, notifPrefs.groupMessages.level,
-                                 notifPrefs.mentions.level};
+    if (m_notifPrefs.muteAll) return NotificationStyle::off;
+    const NotifLevel levels[] = {m_notifPrefs.directMessages.level,
+                                 m_notifPrefs.groupMessages.level, m_notifPrefs.mentions.level};
     const auto any = [&](NotifLevel wanted) {
         return std::find(std::begin(levels), std::end(levels), wanted) != std::end(levels);
     };
@@ -56,7 +56,7 @@ void Store::setNotifier(std::shared_ptr<Notifier> notifier) {
 // the style and whether the app is in front.
 bool Store::passesNotificationRules(const Message& message) const {
     if (isMuted(message.chatId)) return false;
-    if (me && message.senderId == me->id) return false;
+    if (m_me && message.senderId == m_me->id) return false;
     if (message.id <= 0 || message.isCCControl() || message.isCCWorking()) return false;
     const ChatSummary* c = chat(message.chatId);
     if (!c) return false;
@@ -68,10 +68,11 @@ void Store::notifyIfNeeded(const Message& message) {
     if (notificationStyle() != NotificationStyle::banner || appActive()) return;
     if (!passesNotificationRules(message)) return;
     const ChatSummary* c = chat(message.chatId);
-    const CatPref& category = c->isGroup() ? notifPrefs.groupMessages : notifPrefs.directMessages;
+    const CatPref& category =
+        c->isGroup() ? m_notifPrefs.groupMessages : m_notifPrefs.directMessages;
     SystemNotification n;
     n.identifier = QStringLiteral("msg-%1").arg(message.id);
-    n.title = c->displayTitle(me ? std::optional(me->id) : std::nullopt);
+    n.title = c->displayTitle(m_me ? std::optional(m_me->id) : std::nullopt);
     if (c->isGroup()) n.subtitle = message.senderName;
     n.body = previewBody(message);
     n.sound = category.sound;
@@ -84,7 +85,7 @@ void Store::showInAppBanner(const Message& message) {
     if (selectedChatId() == message.chatId || !passesNotificationRules(message)) return;
     const ChatSummary* c = chat(message.chatId);
     setInAppBanner(InAppBanner{bannerId(), message.chatId,
-                               c->displayTitle(me ? std::optional(me->id) : std::nullopt),
+                               c->displayTitle(m_me ? std::optional(m_me->id) : std::nullopt),
                                message.senderName, previewBody(message), message.senderId});
 }
 
@@ -123,20 +124,20 @@ void Store::setInAppBanner(std::optional<InAppBanner> banner) {
 // MARK: Preferences and muting
 
 void Store::persistNotifPrefs() {
-    Prefs::shared().writeJson(PrefKey::notifPrefs, notifPrefs);
+    Prefs::shared().writeJson(PrefKey::notifPrefs, m_notifPrefs);
 }
 
 QCoro::Task<> Store::setNotifPrefs(NotifPrefs prefs) {
     QPointer<Store> self(this);
-    notifPrefs = prefs;
+    m_notifPrefs = prefs;
     persistNotifPrefs();
     refreshBadge();
     emit settingsChanged();
     const auto primary = api();
-    if (!primary || !token) co_return;
+    if (!primary || !m_token) co_return;
     try {
         // Only this device's choice: a refusal leaves the local value in force.
-        auto call = primary->setNotifPrefs(prefs, pushToken);
+        auto call = primary->setNotifPrefs(prefs, m_pushToken);
         co_await call;
     } catch (const std::exception&) {
         // A refusal leaves the local value in force, as said above.
@@ -153,14 +154,14 @@ void Store::setMuted(qint64 chatId, bool muted) {
 }
 
 void Store::showToast(QString text) {
-    toast = text;
-    const int generation = ++toastId;
+    m_toast = text;
+    const int generation = ++m_toastId;
     emit toastChanged();
     // A newer toast keeps its full time: only the latest one clears itself.
     [](QPointer<Store> self, int generation) -> QCoro::Task<> {
         co_await self->sleep(toastShownFor);
-        if (!self || self->toastId != generation) co_return;
-        self->toast.reset();
+        if (!self || self->m_toastId != generation) co_return;
+        self->m_toast.reset();
         emit self->toastChanged();
     }(QPointer<Store>(this), generation);
 }

@@ -13,21 +13,22 @@ constexpr double typingShownFor = 5.0;
 } // namespace
 
 std::optional<qint64> Store::firstUnreadId(qint64 chatId) const {
-    if (!me) return std::nullopt;
-    const auto it = messages.constFind(chatId);
-    if (it == messages.constEnd()) return std::nullopt;
-    const qint64 mark = reads.value(chatId).value(me->id, 0);
+    if (!m_me) return std::nullopt;
+    const auto it = m_messages.constFind(chatId);
+    if (it == m_messages.constEnd()) return std::nullopt;
+    const qint64 mark = m_reads.value(chatId).value(m_me->id, 0);
     for (const Message& m : *it)
-        if (m.id > mark && !m.isCCControl() && !m.isCCWorking() && m.senderId != me->id)
+        if (m.id > mark && !m.isCCControl() && !m.isCCWorking() && m.senderId != m_me->id)
             return m.id;
     return std::nullopt;
 }
 
 void Store::sendTyping(qint64 chatId) {
     const QDateTime now = QDateTime::currentDateTime();
-    const auto last = lastTypingSent.constFind(chatId);
-    if (last != lastTypingSent.constEnd() && last->msecsTo(now) < scaledMs(typingThrottle)) return;
-    lastTypingSent[chatId] = now;
+    const auto last = m_lastTypingSent.constFind(chatId);
+    if (last != m_lastTypingSent.constEnd() && last->msecsTo(now) < scaledMs(typingThrottle))
+        return;
+    m_lastTypingSent[chatId] = now;
     const auto r = route(chatId);
     if (!r) return;
     if (r->server == 0) {
@@ -49,17 +50,17 @@ QStringList Store::typingNames(qint64 chatId) const {
     const QDateTime now = QDateTime::currentDateTime();
     const ChatSummary* c = chat(chatId);
     QStringList names;
-    const QHash<qint64, QDateTime> entries = typing.value(chatId);
+    const QHash<qint64, QDateTime> entries = m_typing.value(chatId);
     for (auto it = entries.begin(); it != entries.end(); ++it) {
         // Expired entries are left out here; the map keeps them until swept.
         if (it.value().msecsTo(now) >= scaledMs(typingShownFor)) continue;
         const qint64 id = it.key();
         QString name = QStringLiteral("someone");
-        if (me && me->id == id) {
-            name = me->username;
-        } else if (const auto u = std::find_if(users.begin(), users.end(),
+        if (m_me && m_me->id == id) {
+            name = m_me->username;
+        } else if (const auto u = std::find_if(m_users.begin(), m_users.end(),
                                                [id](const User& x) { return x.id == id; });
-                   u != users.end()) {
+                   u != m_users.end()) {
             name = u->username;
         } else if (c) {
             for (const User& member : c->members)
@@ -72,9 +73,9 @@ QStringList Store::typingNames(qint64 chatId) const {
 }
 
 bool Store::isReadByOthers(const Message& message) const {
-    const QHash<qint64, qint64> marks = reads.value(message.chatId);
+    const QHash<qint64, qint64> marks = m_reads.value(message.chatId);
     for (auto it = marks.begin(); it != marks.end(); ++it)
-        if ((!me || it.key() != me->id) && it.value() >= message.id) return true;
+        if ((!m_me || it.key() != m_me->id) && it.value() >= message.id) return true;
     return false;
 }
 
@@ -82,10 +83,10 @@ QList<Store::ReadReceipt> Store::readReceipts(const Message& message) const {
     QList<ReadReceipt> out;
     const ChatSummary* c = chat(message.chatId);
     if (!c) return out;
-    const QHash<qint64, qint64> marks = reads.value(message.chatId);
-    const QHash<qint64, qint64> times = readAt.value(message.chatId);
+    const QHash<qint64, qint64> marks = m_reads.value(message.chatId);
+    const QHash<qint64, qint64> times = m_readAt.value(message.chatId);
     for (const User& member : c->members) {
-        if (me && member.id == me->id) continue;
+        if (m_me && member.id == m_me->id) continue;
         const auto mark = marks.constFind(member.id);
         if (mark == marks.constEnd() || *mark < message.id) continue;
         const auto at = times.constFind(member.id);

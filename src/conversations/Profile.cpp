@@ -18,8 +18,8 @@ void Store::setGeocoder(std::shared_ptr<Geocoder> geocoder) {
 
 void Store::adoptProfile(const User& user) {
     upsertUser(user);
-    if (me && me->id == user.id) {
-        me = user;
+    if (m_me && m_me->id == user.id) {
+        m_me = user;
         persistMe();
     }
 }

@@ -35,21 +35,21 @@ QCoro::Task<> Store::sendMessage(qint64 chatId, QString text, std::optional<Mess
                                  bool priority) {
     QPointer<Store> self(this);
     const auto r = route(chatId);
-    if (!r || !me) co_return;
+    if (!r || !m_me) co_return;
     const QString body = priority ? Config::ccPriorityPrefix.toString() + text : text;
-    const qint64 tempId = nextTempId--;
+    const qint64 tempId = m_nextTempId--;
     Message local;
     local.id = tempId;
     local.chatId = chatId;
-    local.senderId = me->id;
-    local.senderName = me->username;
+    local.senderId = m_me->id;
+    local.senderName = m_me->username;
     local.text = body;
     if (replyTo)
         local.replyTo =
             ReplySnippet{replyTo->id, replyTo->senderId, replyTo->senderName, replyTo->text};
     local.createdAt = nowMs();
     local.isPending = true;
-    QList<Message>& history = messages[chatId];
+    QList<Message>& history = m_messages[chatId];
     history.push_back(local);
     emit timelineChanged(chatId, {TimelineChange::inserted, int(history.size()) - 1, 1});
     updateChatLast(local);
@@ -90,8 +90,8 @@ double Store::UploadState::fraction() const {
 
 void Store::setUpload(qint64 chatId, std::optional<UploadState> state) {
     if (state)
-        uploads.insert(chatId, *state);
-    else if (!uploads.remove(chatId))
+        m_uploads.insert(chatId, *state);
+    else if (!m_uploads.remove(chatId))
         return;
     emit uploadsChanged(chatId);
 }
@@ -270,7 +270,7 @@ QCoro::Task<bool> Store::forward(Message message, qint64 toChatId) {
         auto call = primary->forward(toChatId, message.id);
         const Message copy = co_await call;
         if (!self) co_return false;
-        if (messages.contains(toChatId)) upsertMessage(copy);
+        if (m_messages.contains(toChatId)) upsertMessage(copy);
         updateChatLast(copy);
         setLastError(std::nullopt);
         co_return true;

@@ -43,7 +43,7 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
         for (const Message& m : std::as_const(page))
             captureCCMarkers(m);
         mergeNewestPage(chatId, page, false);
-        hasMore[chatId] = page.size() >= pageSize;
+        m_hasMore[chatId] = page.size() >= pageSize;
     } else {
         auto call = refreshExtraChat(chatId);
         co_await call;
@@ -57,16 +57,16 @@ QCoro::Task<> Store::openChat(qint64 chatId) {
 QCoro::Task<> Store::ensureVisibleLoaded(qint64 chatId) {
     QPointer<Store> self(this);
     for (int pages = 0; pages < maxInvisiblePages; ++pages) {
-        if (!hasMore.value(chatId) || visibleMessageCount(chatId) > 0) co_return;
-        const qsizetype before = messages.value(chatId).size();
+        if (!m_hasMore.value(chatId) || visibleMessageCount(chatId) > 0) co_return;
+        const qsizetype before = m_messages.value(chatId).size();
         co_await loadOlder(chatId);
-        if (!self || messages.value(chatId).size() == before) co_return;
+        if (!self || m_messages.value(chatId).size() == before) co_return;
     }
 }
 
 int Store::visibleMessageCount(qint64 chatId) const {
-    const auto it = messages.constFind(chatId);
-    if (it == messages.constEnd()) return 0;
+    const auto it = m_messages.constFind(chatId);
+    if (it == m_messages.constEnd()) return 0;
     // A queued message does not count as conversation yet.
     return int(std::count_if(it->begin(), it->end(), [this](const Message& m) {
         return isVisible(m) && ccStatus(m) != CCMessageStatus::pending;
@@ -80,12 +80,12 @@ QCoro::Task<> Store::loadOlder(qint64 chatId) {
         co_return;
     }
     const auto primary = api();
-    if (loadingOlder.contains(chatId) || !hasMore.value(chatId) || !primary) co_return;
-    const QList<Message> local = messages.value(chatId);
+    if (m_loadingOlder.contains(chatId) || !m_hasMore.value(chatId) || !primary) co_return;
+    const QList<Message> local = m_messages.value(chatId);
     const auto first =
         std::find_if(local.begin(), local.end(), [](const Message& m) { return m.id > 0; });
     if (first == local.end()) co_return;
-    loadingOlder.insert(chatId);
+    m_loadingOlder.insert(chatId);
     QList<Message> page;
     bool ok = true;
     try {
@@ -96,12 +96,12 @@ QCoro::Task<> Store::loadOlder(qint64 chatId) {
         if (self) setLastError(describeError(e));
     }
     if (!self) co_return;
-    loadingOlder.remove(chatId);
+    m_loadingOlder.remove(chatId);
     if (!ok) co_return;
     // Markers come only from the newest page and live traffic, not from older pages.
-    QList<Message>& target = messages[chatId];
+    QList<Message>& target = m_messages[chatId];
     target = page + target;
-    hasMore[chatId] = page.size() >= pageSize;
+    m_hasMore[chatId] = page.size() >= pageSize;
     if (!page.isEmpty())
         emit timelineChanged(chatId, {TimelineChange::inserted, 0, int(page.size())});
 }
@@ -110,7 +110,7 @@ QCoro::Task<> Store::loadOlderExtra(qint64 chatId) {
     QPointer<Store> self(this);
     const auto r = route(chatId);
     if (!r) co_return;
-    const QList<Message> local = messages.value(chatId);
+    const QList<Message> local = m_messages.value(chatId);
     const auto first =
         std::find_if(local.begin(), local.end(), [](const Message& m) { return m.id > 0; });
     if (first == local.end()) co_return;
@@ -124,9 +124,9 @@ QCoro::Task<> Store::loadOlderExtra(qint64 chatId) {
     if (!self) co_return;
     for (Message& m : page)
         remap(m, r->server);
-    QList<Message>& target = messages[chatId];
+    QList<Message>& target = m_messages[chatId];
     target = page + target;
-    hasMore[chatId] = page.size() >= pageSize;
+    m_hasMore[chatId] = page.size() >= pageSize;
     if (!page.isEmpty())
         emit timelineChanged(chatId, {TimelineChange::inserted, 0, int(page.size())});
 }
@@ -136,8 +136,8 @@ QCoro::Task<> Store::prefetchHistories() {
     const auto primary = api();
     if (!primary) co_return;
     QList<qint64> pending;
-    for (const ChatSummary& c : std::as_const(chats))
-        if (!messages.contains(c.id)) pending.push_back(c.id);
+    for (const ChatSummary& c : std::as_const(m_chats))
+        if (!m_messages.contains(c.id)) pending.push_back(c.id);
     // Strictly one at a time, so a long list does not open dozens of requests.
     for (qint64 chatId : std::as_const(pending)) {
         if (IDCodec::serverId(chatId) != 0) continue;
@@ -154,9 +154,9 @@ QCoro::Task<> Store::prefetchHistories() {
         if (!self) co_return;
         for (const Message& m : std::as_const(page))
             captureCCMarkers(m);
-        if (messages.contains(chatId)) continue; // an openChat won the race
-        messages.insert(chatId, page);
-        hasMore[chatId] = page.size() >= pageSize;
+        if (m_messages.contains(chatId)) continue; // an openChat won the race
+        m_messages.insert(chatId, page);
+        m_hasMore[chatId] = page.size() >= pageSize;
         emit timelineChanged(chatId, {TimelineChange::reset, 0, int(page.size())});
         bumpUserActivity(chatId, std::nullopt);
     }
@@ -190,9 +190,9 @@ static int orderedPlace(const QList<Message>& list, qint64 id) {
 
 void Store::upsertMessage(const Message& message) {
     captureCCMarkers(message);
-    auto it = messages.find(message.chatId);
+    auto it = m_messages.find(message.chatId);
     // A live message never creates a history: an unloaded one stays unloaded.
-    if (it == messages.end()) return;
+    if (it == m_messages.end()) return;
     QList<Message>& list = *it;
     if (!m_unorderedTimelines.contains(message.chatId) && message.id > 0) {
         const int place = orderedPlace(list, message.id);
@@ -217,7 +217,7 @@ void Store::upsertMessage(const Message& message) {
 }
 
 bool Store::mergeNewestPage(qint64 chatId, const QList<Message>& page, bool pendingOnlyTakesPage) {
-    QList<Message>& local = messages[chatId];
+    QList<Message>& local = m_messages[chatId];
     if (local.isEmpty()) {
         local = page;
         m_unorderedTimelines.remove(chatId);
@@ -244,7 +244,7 @@ bool Store::mergeNewestPage(qint64 chatId, const QList<Message>& page, bool pend
 // client holds stay as they are.
 void Store::fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo) {
     if (m_unorderedTimelines.contains(chatId)) return;
-    QList<Message>& local = messages[chatId];
+    QList<Message>& local = m_messages[chatId];
     for (const Message& m : page) {
         if (m.id <= 0 || m.id >= upTo) continue;
         const int place = orderedPlace(local, m.id);
@@ -255,23 +255,23 @@ void Store::fillHoles(qint64 chatId, const QList<Message>& page, qint64 upTo) {
 }
 
 void Store::removeMessage(qint64 chatId, qint64 id) {
-    auto it = messages.find(chatId);
-    if (it != messages.end()) {
+    auto it = m_messages.find(chatId);
+    if (it != m_messages.end()) {
         for (int i = int(it->size()) - 1; i >= 0; --i) {
             if ((*it)[i].id != id) continue;
             it->removeAt(i);
             emit timelineChanged(chatId, {TimelineChange::removed, i, 1});
         }
     }
-    const auto preview = visiblePreview.constFind(chatId);
-    if (preview == visiblePreview.constEnd() || preview->id != id) return;
-    const QList<Message> local = messages.value(chatId);
+    const auto preview = m_visiblePreview.constFind(chatId);
+    if (preview == m_visiblePreview.constEnd() || preview->id != id) return;
+    const QList<Message> local = m_messages.value(chatId);
     const auto fallback = std::find_if(local.crbegin(), local.crend(),
                                        [](const Message& m) { return m.id > 0 && isVisible(m); });
     if (fallback != local.crend())
-        visiblePreview[chatId] = *fallback;
+        m_visiblePreview[chatId] = *fallback;
     else
-        visiblePreview.remove(chatId);
+        m_visiblePreview.remove(chatId);
     emit chatChanged(chatId);
 }
 
@@ -279,11 +279,11 @@ void Store::removeMessage(qint64 chatId, qint64 id) {
 
 void Store::cacheVisiblePreview(const std::optional<Message>& message) {
     if (!message || message->id <= 0 || !isVisible(*message)) return;
-    const auto current = visiblePreview.constFind(message->chatId);
-    if (current != visiblePreview.constEnd() && current->id != message->id &&
+    const auto current = m_visiblePreview.constFind(message->chatId);
+    if (current != m_visiblePreview.constEnd() && current->id != message->id &&
         current->createdAt > message->createdAt)
         return;
-    visiblePreview[message->chatId] = *message;
+    m_visiblePreview[message->chatId] = *message;
 }
 
 void Store::updateChatLast(const Message& message) {
@@ -291,8 +291,8 @@ void Store::updateChatLast(const Message& message) {
     cacheVisiblePreview(message);
     const ChatSummary* known = chat(message.chatId);
     if (!known) return;
-    const int index = int(known - chats.constData());
-    ChatSummary& found = chats[index];
+    const int index = int(known - m_chats.constData());
+    ChatSummary& found = m_chats[index];
     const std::optional<Message>& current = found.lastMessage;
     if (!current || message.createdAt >= current->createdAt || message.id == current->id)
         found.lastMessage = message;
@@ -301,10 +301,10 @@ void Store::updateChatLast(const Message& message) {
 }
 
 void Store::refreshChatLastIfNeeded(const Message& message) {
-    const auto preview = visiblePreview.constFind(message.chatId);
-    if (preview != visiblePreview.constEnd() && preview->id == message.id)
+    const auto preview = m_visiblePreview.constFind(message.chatId);
+    if (preview != m_visiblePreview.constEnd() && preview->id == message.id)
         cacheVisiblePreview(message);
-    for (ChatSummary& c : chats) {
+    for (ChatSummary& c : m_chats) {
         if (c.id != message.chatId) continue;
         if (c.lastMessage && c.lastMessage->id == message.id) c.lastMessage = message;
         break;
@@ -315,37 +315,37 @@ void Store::refreshChatLastIfNeeded(const Message& message) {
 // Keeps `chats` sorted by activity after one conversation changed: it moves
 // to its place instead of the whole list being sorted again.
 void Store::repositionChat(int index) {
-    const qint64 at = chats[index].activityAt();
+    const qint64 at = m_chats[index].activityAt();
     int target = index;
-    while (target > 0 && chats[target - 1].activityAt() < at)
+    while (target > 0 && m_chats[target - 1].activityAt() < at)
         --target;
-    while (target + 1 < chats.size() && chats[target + 1].activityAt() > at)
+    while (target + 1 < m_chats.size() && m_chats[target + 1].activityAt() > at)
         ++target;
     if (target == index) return;
-    chats.move(index, target);
+    m_chats.move(index, target);
     for (int i = std::min(index, target); i <= std::max(index, target); ++i)
-        m_chatIndex.insert(chats[i].id, i);
+        m_chatIndex.insert(m_chats[i].id, i);
 }
 
 void Store::sortChats() {
-    std::stable_sort(chats.begin(), chats.end(), [](const ChatSummary& a, const ChatSummary& b) {
-        return a.activityAt() > b.activityAt();
-    });
+    std::stable_sort(
+        m_chats.begin(), m_chats.end(),
+        [](const ChatSummary& a, const ChatSummary& b) { return a.activityAt() > b.activityAt(); });
 }
 
 std::optional<Message> Store::latestVisibleMessage(qint64 chatId) const {
-    const auto preview = visiblePreview.constFind(chatId);
-    const auto it = messages.constFind(chatId);
-    if (it != messages.constEnd()) {
+    const auto preview = m_visiblePreview.constFind(chatId);
+    const auto it = m_messages.constFind(chatId);
+    if (it != m_messages.constEnd()) {
         const auto candidate = std::find_if(it->crbegin(), it->crend(), isVisible);
         if (candidate != it->crend()) {
-            if (preview != visiblePreview.constEnd() && preview->id != candidate->id &&
+            if (preview != m_visiblePreview.constEnd() && preview->id != candidate->id &&
                 candidate->createdAt < preview->createdAt)
                 return *preview;
             return *candidate;
         }
     }
-    if (preview != visiblePreview.constEnd()) return *preview;
+    if (preview != m_visiblePreview.constEnd()) return *preview;
     const ChatSummary* c = chat(chatId);
     if (c && c->lastMessage && isVisible(*c->lastMessage)) return c->lastMessage;
     return std::nullopt;
@@ -362,11 +362,11 @@ std::optional<qint64> lastHumanAt(const QList<Message>& list, const Store& store
 } // namespace
 
 void Store::bumpUserActivity(qint64 chatId, std::optional<qint64> to) {
-    if (!to) to = lastHumanAt(messages.value(chatId), *this);
+    if (!to) to = lastHumanAt(m_messages.value(chatId), *this);
     if (!to) return;
-    const auto stored = userActivity.constFind(chatId);
-    if (stored != userActivity.constEnd() && *stored >= *to) return;
-    userActivity[chatId] = *to;
+    const auto stored = m_userActivity.constFind(chatId);
+    if (stored != m_userActivity.constEnd() && *stored >= *to) return;
+    m_userActivity[chatId] = *to;
     storeUserActivity();
     emit chatChanged(chatId);
 }
@@ -382,21 +382,21 @@ void Store::storeUserActivity() {
 void Store::flushUserActivity() {
     if (!m_userActivitySavePending) return;
     m_userActivitySavePending = false;
-    prefsmaps::writeIdMap(PrefKey::userActivity, userActivity);
+    prefsmaps::writeIdMap(PrefKey::userActivity, m_userActivity);
 }
 
 void Store::loadUserActivity() {
-    userActivity = prefsmaps::readIdMap<qint64>(PrefKey::userActivity);
+    m_userActivity = prefsmaps::readIdMap<qint64>(PrefKey::userActivity);
 }
 
 void Store::resolveBuriedUserActivity(const ChatSummary& c) {
     if (!c.lastMessage) return;
     const Message& last = *c.lastMessage;
     if (!isBotUser(last.senderId) && !last.isCCControl()) return;
-    const auto stored = userActivity.constFind(c.id);
-    if (stored != userActivity.constEnd() && *stored >= last.createdAt) return;
-    if (buriedActivityResolved.value(c.id) == last.id) return;
-    buriedActivityResolved[c.id] = last.id;
+    const auto stored = m_userActivity.constFind(c.id);
+    if (stored != m_userActivity.constEnd() && *stored >= last.createdAt) return;
+    if (m_buriedActivityResolved.value(c.id) == last.id) return;
+    m_buriedActivityResolved[c.id] = last.id;
     // The person's last word is buried behind bot traffic: look for it once per last message.
     [](QPointer<Store> self, qint64 chatId) -> QCoro::Task<> {
         const auto r = self->route(chatId);
@@ -423,9 +423,9 @@ void Store::resolveBuriedUserActivity(const ChatSummary& c) {
 }
 
 qint64 Store::userActivityAt(const ChatSummary& c) const {
-    const auto stored = userActivity.constFind(c.id);
-    if (stored != userActivity.constEnd()) return *stored;
-    if (const auto local = lastHumanAt(messages.value(c.id), *this)) return *local;
+    const auto stored = m_userActivity.constFind(c.id);
+    if (stored != m_userActivity.constEnd()) return *stored;
+    if (const auto local = lastHumanAt(m_messages.value(c.id), *this)) return *local;
     if (c.lastMessage && !isBotUser(c.lastMessage->senderId)) return c.lastMessage->createdAt;
     return c.activityAt();
 }

@@ -70,17 +70,17 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
         firstReal == page.cend() ? std::nullopt : std::optional<qint64>(firstReal->id);
     QList<Message> older;
     QList<Message> pending;
-    for (const Message& m : messages.value(chatId)) {
+    for (const Message& m : m_messages.value(chatId)) {
         if (m.id < 0)
             pending.push_back(m);
         else if (m.id > 0 && (!oldest || m.id < *oldest))
             older.push_back(m);
     }
-    messages[chatId] = older + page + pending;
-    hasMore[chatId] = page.size() >= pageSize;
+    m_messages[chatId] = older + page + pending;
+    m_hasMore[chatId] = page.size() >= pageSize;
     emit timelineChanged(chatId, TimelineChange{});
     if (!page.isEmpty() && page.last().id > 0 && !page.last().isCCControl()) {
-        for (ChatSummary& c : chats) {
+        for (ChatSummary& c : m_chats) {
             if (c.id != chatId) continue;
             c.lastMessage = page.last();
             break;
@@ -89,11 +89,11 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
         emit chatsReset();
     }
     // A preview inside the page's span that the page no longer holds was deleted.
-    if (const auto preview = visiblePreview.constFind(chatId);
-        preview != visiblePreview.constEnd() && oldest && preview->id >= *oldest &&
+    if (const auto preview = m_visiblePreview.constFind(chatId);
+        preview != m_visiblePreview.constEnd() && oldest && preview->id >= *oldest &&
         std::none_of(page.cbegin(), page.cend(),
                      [id = preview->id](const Message& m) { return m.id == id; }))
-        visiblePreview.erase(preview);
+        m_visiblePreview.erase(preview);
     cacheVisiblePreview(latestVisibleMessage(chatId));
     const auto human = std::find_if(page.crbegin(), page.crend(), [this](const Message& m) {
         return !isBotUser(m.senderId) && !m.isCCControl();
@@ -112,7 +112,7 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
 QCoro::Task<> Store::sweepExtraTyping() {
     QPointer<Store> self(this);
     QList<qint64> targets;
-    for (const ChatSummary& c : std::as_const(chats)) {
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         const int server = IDCodec::serverId(c.id);
         if (server > 0 && c.id != selectedChatId() && !linkUp(server)) targets.push_back(c.id);
     }
@@ -132,11 +132,11 @@ void Store::reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& 
     const QDateTime now = QDateTime::currentDateTime();
     for (const TypingUser& t : typers)
         next.insert(mapUserId(t.userId, server), now);
-    const QHash<qint64, QDateTime> before = typing.value(chatId);
+    const QHash<qint64, QDateTime> before = m_typing.value(chatId);
     if (next.isEmpty())
-        typing.remove(chatId);
+        m_typing.remove(chatId);
     else
-        typing.insert(chatId, next);
+        m_typing.insert(chatId, next);
     if (before.keys() != next.keys() || !next.isEmpty()) emit typingChanged(chatId);
 }
 

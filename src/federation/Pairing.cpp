@@ -92,7 +92,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
         if (target) {
             if (pinnable(*target))
                 PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*target));
-            serverURLString = target->toString();
+            m_serverURLString = target->toString();
         }
         code = payload->code;
     } else if (const auto primary = api()) {
@@ -117,8 +117,8 @@ QCoro::Task<> Store::pairPrimary(QString text) {
     if (!self) co_return;
     PinRegistry::shared().setPin(reply.fingerprint, PinRegistry::hostPort(*target));
     Prefs::shared().setValue(keyRegisteredKey(*target), true);
-    serverURLString = target->toString();
-    Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
+    m_serverURLString = target->toString();
+    Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
     auto adopt = adoptLogin(LoginResponse{reply.token, reply.user});
     co_await adopt;
 }
@@ -206,21 +206,21 @@ void Store::openInviteLink(const QUrl& url) {
     const QString target = base->toString();
     const auto primary = api();
     // A pinned server is spoken to over TLS: its plain address is the same server.
-    if (token && primary &&
+    if (m_token && primary &&
         (primary->base.toString() == target ||
          primary->base == PinRegistry::shared().upgraded(*base)))
         return;
-    if (token && me) {
+    if (m_token && m_me) {
         [](QPointer<Store> self, QUrl b, QString name) -> QCoro::Task<> {
             if (self) co_await self->addServerByName(b, name, false);
-        }(QPointer<Store>(this), *base, me->username);
+        }(QPointer<Store>(this), *base, m_me->username);
         return;
     }
     // Off to that server as a guest: the login screen takes it from here.
-    serverURLString = target;
+    m_serverURLString = target;
     Prefs::shared().setValue(PrefKey::guestServerURL, target);
-    token.reset();
-    me.reset();
+    m_token.reset();
+    m_me.reset();
     Prefs::shared().remove(PrefKey::token);
     Prefs::shared().remove(PrefKey::me);
     setLastError(std::nullopt);

@@ -16,13 +16,13 @@ namespace {
 const QString kFallbackLoginName = QStringLiteral("Ilvar");
 
 // The person's name on the other server, or the fixed fallback before any session.
-QString loginName(const std::optional<User>& me) {
-    return me ? me->username : kFallbackLoginName;
+QString loginName(const std::optional<User>& m_me) {
+    return m_me ? m_me->username : kFallbackLoginName;
 }
 
 // Every call to an extra server goes to the pinned key once there is one.
-Api pinnedApi(const QUrl& base, std::optional<QString> token) {
-    return Api(PinRegistry::shared().upgraded(base), std::move(token));
+Api pinnedApi(const QUrl& base, std::optional<QString> m_token) {
+    return Api(PinRegistry::shared().upgraded(base), std::move(m_token));
 }
 
 QCoro::Task<std::optional<BootstrapResponse>> tryBootstrap(Api api) {
@@ -143,16 +143,16 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
     const auto base = normalizedServerURL(profile.url);
     if (!base) co_return;
     const int server = profile.serverId;
-    const QString name = loginName(me);
+    const QString name = loginName(m_me);
     // A pin learnt from a pairing code moves a plain address onto TLS before
     // any token goes out.
     if (profile.fingerprint && pinnable(*base) &&
         !PinRegistry::shared().pin(PinRegistry::hostPort(*base)))
         PinRegistry::shared().setPin(*profile.fingerprint, PinRegistry::hostPort(*base));
-    const auto at = [&base](std::optional<QString> token) { return pinnedApi(*base, token); };
-    const auto keep = [this, server](const QString& token) {
+    const auto at = [&base](std::optional<QString> m_token) { return pinnedApi(*base, m_token); };
+    const auto keep = [this, server](const QString& m_token) {
         auto tokens = m_serverTokens;
-        tokens.insert(server, token);
+        tokens.insert(server, m_token);
         setServerTokens(tokens);
     };
     quint64 mark = stateEventCount(server);
@@ -198,11 +198,11 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
     // The profile may have gone while the calls ran.
     if (!extraServer(server)) co_return;
     if (!reply) {
-        serverAnswering.insert(server, false);
+        m_serverAnswering.insert(server, false);
         emit accountsChanged();
         co_return;
     }
-    serverAnswering.insert(server, true);
+    m_serverAnswering.insert(server, true);
     connectExtraWSIfNeeded(server);
     [](QPointer<Store> s, ServerProfile p) -> QCoro::Task<> {
         if (s) co_await s->upgradeKeyAuthExtra(p);
@@ -213,7 +213,7 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
 
 bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
     // Before any record is remapped: mapUserId folds the person onto me.id by it.
-    serverMeId.insert(server, reply.me.id);
+    m_serverMeId.insert(server, reply.me.id);
     syncBuilds(reply.builds, server);
     if (reply.claudeHost && reply.claudeHost->usage) {
         auto usage = serverClaudeUsage();
@@ -227,18 +227,18 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
         }
     }
     for (qint64 bot : reply.botIds.value_or(QList<qint64>{}))
-        extraBotIds.insert(mapUserId(bot, server));
+        m_extraBotIds.insert(mapUserId(bot, server));
     QHash<qint64, qsizetype> userIndex;
-    for (qsizetype i = 0; i < users.size(); ++i)
-        userIndex.insert(users[i].id, i);
+    for (qsizetype i = 0; i < m_users.size(); ++i)
+        userIndex.insert(m_users[i].id, i);
     for (User& user : reply.users) {
         remap(user, server);
-        if (me && user.id == me->id) continue;
+        if (m_me && user.id == m_me->id) continue;
         if (const auto it = userIndex.constFind(user.id); it != userIndex.constEnd()) {
-            users[*it] = user;
+            m_users[*it] = user;
         } else {
-            userIndex.insert(user.id, users.size());
-            users.push_back(user);
+            userIndex.insert(user.id, m_users.size());
+            m_users.push_back(user);
         }
     }
     QList<ChatSummary>& incoming = reply.chats;
@@ -247,7 +247,7 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
     sanitizeLastMessages(incoming);
     QHash<qint64, const ChatSummary*> held;
     bool holdsServer = false;
-    for (const ChatSummary& c : std::as_const(chats)) {
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         if (IDCodec::serverId(c.id) != server) continue;
         held.insert(c.id, &c);
         holdsServer = true;
@@ -262,25 +262,25 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
     }
     emit usersChanged();
     if (incoming.isEmpty() && holdsServer) return false;
-    chats.erase(std::remove_if(
-                    chats.begin(), chats.end(),
-                    [server](const ChatSummary& c) { return IDCodec::serverId(c.id) == server; }),
-                chats.end());
+    m_chats.erase(std::remove_if(
+                      m_chats.begin(), m_chats.end(),
+                      [server](const ChatSummary& c) { return IDCodec::serverId(c.id) == server; }),
+                  m_chats.end());
     // The list is normally in order already: sorting only the newcomers and
     // merging them in gives the order a sort of the joined list would.
     const auto newer = [](const ChatSummary& a, const ChatSummary& b) {
         return a.activityAt() > b.activityAt();
     };
     std::stable_sort(incoming.begin(), incoming.end(), newer);
-    const qsizetype kept = chats.size();
-    chats.reserve(kept + incoming.size());
+    const qsizetype kept = m_chats.size();
+    m_chats.reserve(kept + incoming.size());
     for (ChatSummary& c : incoming)
-        chats.push_back(std::move(c));
-    if (std::is_sorted(chats.begin(), chats.begin() + kept, newer))
-        std::inplace_merge(chats.begin(), chats.begin() + kept, chats.end(), newer);
+        m_chats.push_back(std::move(c));
+    if (std::is_sorted(m_chats.begin(), m_chats.begin() + kept, newer))
+        std::inplace_merge(m_chats.begin(), m_chats.begin() + kept, m_chats.end(), newer);
     else
-        std::stable_sort(chats.begin(), chats.end(), newer);
-    for (const ChatSummary& c : std::as_const(chats)) {
+        std::stable_sort(m_chats.begin(), m_chats.end(), newer);
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         if (IDCodec::serverId(c.id) != server || !c.lastMessage) continue;
         const Message& last = *c.lastMessage;
         captureCCMarkers(last);
@@ -288,7 +288,7 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
         if (!isBotUser(last.senderId) && !last.isCCControl())
             bumpUserActivity(c.id, last.createdAt);
     }
-    for (const ChatSummary& c : std::as_const(chats))
+    for (const ChatSummary& c : std::as_const(m_chats))
         if (IDCodec::serverId(c.id) == server) resolveBuriedUserActivity(c);
     emit chatsReset();
     if (const auto selected = selectedChatId(); selected && IDCodec::serverId(*selected) == server)
@@ -353,7 +353,7 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
     if (background) co_return;
     setSelectedChatId(std::nullopt);
     const auto primary = api();
-    if (!primary || !token || primary->base == PinRegistry::shared().upgraded(base)) co_return;
+    if (!primary || !m_token || primary->base == PinRegistry::shared().upgraded(base)) co_return;
     try {
         auto call = primary->registerLinkedServer(base.toString());
         co_await call;
@@ -380,7 +380,7 @@ QCoro::Task<> Store::joinExtraServer(QUrl base, QString serverToken) {
 
 QCoro::Task<> Store::addGuestServerByCode(QUrl base, QString rawCode) {
     QPointer<Store> self(this);
-    const QString name = me ? me->username : QStringLiteral("Guest");
+    const QString name = m_me ? m_me->username : QStringLiteral("Guest");
     auto call = signInAsGuest(pinnedApi(base, std::nullopt), name, rawCode);
     const auto reply = co_await call;
     if (!self || !reply) co_return;
@@ -398,8 +398,8 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
     const std::optional<QUrl> named =
         at >= 0 ? normalizedServerURL(code.mid(at + 1)) : std::nullopt;
     const auto primary = api();
-    if (!primary || !token) {
-        const QString name = me ? me->username : QStringLiteral("Guest");
+    if (!primary || !m_token) {
+        const QString name = m_me ? m_me->username : QStringLiteral("Guest");
         auto call = loginGuest(name, code);
         co_await call;
         co_return;
@@ -410,7 +410,7 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
         co_return;
     }
     try {
-        const Api target = named ? pinnedApi(*named, token) : Api(primary->base, token);
+        const Api target = named ? pinnedApi(*named, m_token) : Api(primary->base, m_token);
         auto call = target.joinByCode(rawCode);
         co_await call;
     } catch (const std::exception& e) {
@@ -424,15 +424,15 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
 
 QCoro::Task<> Store::connectLinkedServers(QStringList urls) {
     QPointer<Store> self(this);
-    if (!me || !api()) co_return;
+    if (!m_me || !api()) co_return;
     for (const QString& text : urls) {
         const auto base = normalizedServerURL(text);
-        if (!base || !self || !me) continue;
+        if (!base || !self || !m_me) continue;
         bool known = false;
         for (const ServerProfile& p : std::as_const(m_extraServers))
             known = known || normalizedServerURL(p.url) == base;
         if (known) continue;
-        const QString name = me->username;
+        const QString name = m_me->username;
         auto call = addServerByName(*base, name, true);
         co_await call;
         if (!self) co_return;
@@ -441,26 +441,26 @@ QCoro::Task<> Store::connectLinkedServers(QStringList urls) {
 
 QCoro::Task<> Store::connectDiscoveredServers(QStringList hosts) {
     QPointer<Store> self(this);
-    if (!me || !api()) co_return;
+    if (!m_me || !api()) co_return;
     for (const QString& text : hosts) {
         const auto base = normalizedServerURL(text);
         const auto primary = api();
-        if (!base || !primary || !me || primary->base == PinRegistry::shared().upgraded(*base))
+        if (!base || !primary || !m_me || primary->base == PinRegistry::shared().upgraded(*base))
             continue;
         bool known = false;
         for (const ServerProfile& p : std::as_const(m_extraServers))
             known = known || normalizedServerURL(p.url) == base;
         if (known) continue;
         // A probe that leaves nothing behind: a server without a conversation is not joined.
-        auto login = tryNameLogin(pinnedApi(*base, std::nullopt), me->username);
+        auto login = tryNameLogin(pinnedApi(*base, std::nullopt), m_me->username);
         const auto probeToken = co_await login;
         if (!self) co_return;
         if (!probeToken) continue;
         auto probe = tryBootstrap(pinnedApi(*base, *probeToken));
         const auto reply = co_await probe;
         if (!self) co_return;
-        if (!reply || reply->chats.isEmpty() || !me) continue;
-        const QString name = me->username;
+        if (!reply || reply->chats.isEmpty() || !m_me) continue;
+        const QString name = m_me->username;
         auto call = addServerByName(*base, name, true);
         co_await call;
         if (!self) co_return;
@@ -477,17 +477,17 @@ void Store::removeServer(ServerProfile profile) {
     tokens.remove(server);
     setServerTokens(tokens);
     const auto onServer = [server](qint64 id) { return IDCodec::serverId(id) == server; };
-    chats.erase(std::remove_if(chats.begin(), chats.end(),
-                               [&](const ChatSummary& c) { return onServer(c.id); }),
-                chats.end());
-    for (auto it = messages.begin(); it != messages.end();)
-        it = onServer(it.key()) ? messages.erase(it) : std::next(it);
+    m_chats.erase(std::remove_if(m_chats.begin(), m_chats.end(),
+                                 [&](const ChatSummary& c) { return onServer(c.id); }),
+                  m_chats.end());
+    for (auto it = m_messages.begin(); it != m_messages.end();)
+        it = onServer(it.key()) ? m_messages.erase(it) : std::next(it);
     // Nothing that carries the number may outlive it: the number comes back.
-    serverMeId.remove(server);
-    serverAnswering.remove(server);
-    serverNamedAccounts.remove(server);
-    serverChatAccounts.remove(server);
-    extraBotIds.removeIf([&](qint64 id) { return onServer(id); });
+    m_serverMeId.remove(server);
+    m_serverAnswering.remove(server);
+    m_serverNamedAccounts.remove(server);
+    m_serverChatAccounts.remove(server);
+    m_extraBotIds.removeIf([&](qint64 id) { return onServer(id); });
     const auto without = [server](auto map) {
         map.remove(server);
         return map;
@@ -503,7 +503,7 @@ void Store::removeServer(ServerProfile profile) {
     emit chatsReset();
     const auto removedBase = normalizedServerURL(profile.url);
     const auto primary = api();
-    if (!primary || !token || !removedBase ||
+    if (!primary || !m_token || !removedBase ||
         PinRegistry::shared().upgraded(*removedBase) == primary->base)
         return;
     [](Api a, QString url) -> QCoro::Task<> {

@@ -1,8 +1,8 @@
 // The desktop app: one window, one Store for the life of the process, and the
 // QML frame over a C++ view model.
 
-#include "core/Notifier.h"
 #include "core/AppSection.h"
+#include "core/Notifier.h"
 #include "core/PrefKeys.h"
 #include "core/Prefs.h"
 #include "core/ProcessClock.h"
@@ -146,8 +146,8 @@ void openChatWhenListed(Store& store, AppModel& model, const LaunchOptions& opti
     auto done = std::make_shared<bool>(false);
     auto tryOpen = [&store, &model, options, done] {
         if (*done) return;
-        const std::optional<qint64> me = store.me ? std::optional(store.me->id) : std::nullopt;
-        for (const ChatSummary& chat : std::as_const(store.chats)) {
+        const std::optional<qint64> me = store.me() ? std::optional(store.me()->id) : std::nullopt;
+        for (const ChatSummary& chat : std::as_const(store.chats())) {
             if (chat.displayTitle(me) != options.openChat) continue;
             *done = true;
             model.selectChat(chat.id);
@@ -171,7 +171,7 @@ void addServersOnLaunch(Store& store, const LaunchOptions& options) {
     if (options.addServers.isEmpty()) return;
     [](QPointer<Store> self, QStringList entries) -> QCoro::Task<> {
         // Under the signed-in name, so the servers know the same person.
-        for (int i = 0; i < 100 && self && !self->me; ++i) {
+        for (int i = 0; i < 100 && self && !self->me(); ++i) {
             auto wait = self->sleep(0.1);
             co_await wait;
         }

@@ -71,15 +71,15 @@ void Store::handleEvent(const QString& text, int server) {
         if (!event.user) return;
         const qint64 id = event.user->id;
         const bool known =
-            std::any_of(users.begin(), users.end(), [id](const User& u) { return u.id == id; });
+            std::any_of(m_users.begin(), m_users.end(), [id](const User& u) { return u.id == id; });
         upsertUser(*event.user);
-        if (!known && (!me || me->id != id)) notifyUserJoined(*event.user);
+        if (!known && (!m_me || m_me->id != id)) notifyUserJoined(*event.user);
     } else if (type == QLatin1String("userUpdated")) {
         if (!event.user) return;
         upsertUser(*event.user);
         // An extra server never replaces the primary identity.
-        if (server == 0 && me && me->id == event.user->id) {
-            me = *event.user;
+        if (server == 0 && m_me && m_me->id == event.user->id) {
+            m_me = *event.user;
             persistMe();
             emit sessionChanged();
         }
@@ -92,7 +92,7 @@ void Store::handleEvent(const QString& text, int server) {
 
 void Store::handleNewMessage(const Message& message, int server) {
     const qint64 chatId = message.chatId;
-    if (typing.contains(chatId) && typing[chatId].remove(message.senderId) > 0)
+    if (m_typing.contains(chatId) && m_typing[chatId].remove(message.senderId) > 0)
         emit typingChanged(chatId);
     if (!chat(chatId)) {
         // The client is out of date: fetch the whole picture instead of storing this.
@@ -109,7 +109,7 @@ void Store::handleNewMessage(const Message& message, int server) {
     }
     const bool seen = captureCCSeen(message);
     if (captureCCProcessed(message) || seen) emit ccStateChanged(chatId);
-    if (messages.contains(chatId)) {
+    if (m_messages.contains(chatId)) {
         upsertMessage(message);
     } else if (selectedChatId() == chatId) {
         [](QPointer<Store> self, qint64 id) -> QCoro::Task<> {
@@ -119,11 +119,11 @@ void Store::handleNewMessage(const Message& message, int server) {
     updateChatLast(message);
     if (!isBotUser(message.senderId) && message.id > 0 && !message.isCCControl())
         bumpUserActivity(chatId, message.createdAt);
-    const bool mine = me && message.senderId == me->id;
+    const bool mine = m_me && message.senderId == m_me->id;
     if (selectedChatId() == chatId && appActive()) {
         markRead(chatId);
     } else if (!mine && !message.isCCControl() && !message.isCCWorking()) {
-        for (ChatSummary& c : chats) {
+        for (ChatSummary& c : m_chats) {
             if (c.id != chatId) continue;
             c.unread = c.unread.value_or(0) + 1;
             emit chatChanged(chatId);
@@ -143,13 +143,13 @@ void Store::handleTyping(const WsEvent& event) {
     if (event.device && !event.device->isEmpty() && *event.device == deviceId()) return;
     const qint64 chatId = *event.chatId;
     const qint64 userId = event.user->id;
-    typing[chatId][userId] = QDateTime::currentDateTime();
+    m_typing[chatId][userId] = QDateTime::currentDateTime();
     emit typingChanged(chatId);
     [](QPointer<Store> self, qint64 chatId, qint64 userId) -> QCoro::Task<> {
         co_await self->sleep(typingSweepAfter);
         if (!self) co_return;
-        auto chatIt = self->typing.find(chatId);
-        if (chatIt == self->typing.end()) co_return;
+        auto chatIt = self->m_typing.find(chatId);
+        if (chatIt == self->m_typing.end()) co_return;
         auto entry = chatIt->find(userId);
         if (entry == chatIt->end()) co_return;
         if (entry->msecsTo(QDateTime::currentDateTime()) >= self->scaledMs(typingShownFor)) {
@@ -162,23 +162,23 @@ void Store::handleTyping(const WsEvent& event) {
 void Store::handleBuildStatus(const WsEvent& event) {
     if (!event.chatId || !event.state) return;
     const qint64 chatId = *event.chatId;
-    const int generation = buildClearGen.value(chatId, 0) + 1;
-    buildClearGen[chatId] = generation;
+    const int generation = m_buildClearGen.value(chatId, 0) + 1;
+    m_buildClearGen[chatId] = generation;
     if (*event.state == QLatin1String("done") || *event.state == QLatin1String("idle")) {
-        builds.remove(chatId);
+        m_builds.remove(chatId);
         emit buildsChanged(chatId);
         // A finished build is often the end of a deploy.
         refreshGlobalDeploy();
         notifyDeployReadyIfNeeded(chatId);
         return;
     }
-    builds[chatId] = BuildStatus{*event.state, event.percent, event.label};
+    m_builds[chatId] = BuildStatus{*event.state, event.percent, event.label};
     emit buildsChanged(chatId);
     // A status that hears nothing for 90 s clears itself.
     [](QPointer<Store> self, qint64 chatId, int generation) -> QCoro::Task<> {
         co_await self->sleep(buildDeadMan);
-        if (!self || self->buildClearGen.value(chatId, 0) != generation) co_return;
-        self->builds.remove(chatId);
+        if (!self || self->m_buildClearGen.value(chatId, 0) != generation) co_return;
+        self->m_builds.remove(chatId);
         emit self->buildsChanged(chatId);
     }(QPointer<Store>(this), chatId, generation);
 }
@@ -187,13 +187,13 @@ void Store::handleRead(const WsEvent& event) {
     if (!event.chatId || !event.userId || !event.messageId) return;
     const qint64 chatId = *event.chatId;
     const qint64 userId = *event.userId;
-    if (*event.messageId >= reads.value(chatId).value(userId, 0)) {
-        reads[chatId][userId] = *event.messageId;
-        readAt[chatId][userId] = event.at.value_or(nowMs());
+    if (*event.messageId >= m_reads.value(chatId).value(userId, 0)) {
+        m_reads[chatId][userId] = *event.messageId;
+        m_readAt[chatId][userId] = event.at.value_or(nowMs());
         emit readsChanged(chatId);
     }
     // Read on another device: the local effect of reading lands here.
-    if (me && userId == me->id) clearUnread(chatId);
+    if (m_me && userId == m_me->id) clearUnread(chatId);
 }
 
 void Store::handlePresence(const WsEvent& event, int server) {
@@ -202,11 +202,11 @@ void Store::handlePresence(const WsEvent& event, int server) {
     // A user folded onto another server's identity is reported by that server only.
     if (IDCodec::serverId(userId) != server) return;
     if (*event.online) {
-        onlineUserIds.insert(userId);
+        m_onlineUserIds.insert(userId);
     } else {
-        onlineUserIds.remove(userId);
+        m_onlineUserIds.remove(userId);
         if (event.lastSeen)
-            for (User& u : users)
+            for (User& u : m_users)
                 if (u.id == userId) u.lastSeen = event.lastSeen;
     }
     emit presenceChanged();
@@ -214,10 +214,10 @@ void Store::handlePresence(const WsEvent& event, int server) {
 
 void Store::handlePresenceSnapshot(const WsEvent& event, int server) {
     QSet<qint64> next;
-    for (qint64 id : std::as_const(onlineUserIds))
+    for (qint64 id : std::as_const(m_onlineUserIds))
         if (IDCodec::serverId(id) != server) next.insert(id);
     for (qint64 id : event.onlineIds.value_or(QList<qint64>{}))
         if (IDCodec::serverId(id) == server) next.insert(id);
-    onlineUserIds = std::move(next);
+    m_onlineUserIds = std::move(next);
     emit presenceChanged();
 }

@@ -16,7 +16,7 @@ void Store::setShowMainMenu(bool show) {
 }
 
 void Store::setProfileUser(std::optional<User> user) {
-    if (profileUser == user) return;
-    profileUser = std::move(user);
+    if (m_profileUser == user) return;
+    m_profileUser = std::move(user);
     emit profileUserChanged();
 }

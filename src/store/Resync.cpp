@@ -1,8 +1,8 @@
 // The whole picture of the primary server in one merge, and the small
 // operations around it: engines, badge, push token, host polling.
 
-#include "core/Notifier.h"
 #include "core/Logging.h"
+#include "core/Notifier.h"
 #include "model/IDCodec.h"
 #include "store/Store.h"
 
@@ -35,7 +35,7 @@ QCoro::Task<> Store::resyncRound() {
     if (!self || !reply) co_return;
     mergeBootstrap(*reply);
     co_await refreshSelectedAfterResync();
-    if (!self || !token) co_return;
+    if (!self || !m_token) co_return;
     startFederationFollowUps(*reply);
 }
 
@@ -50,8 +50,8 @@ QCoro::Task<std::optional<BootstrapResponse>> Store::fetchPrimaryBootstrap() {
     QPointer<Store> self(this);
     for (int attempt = 1;; ++attempt) {
         const auto primary = api();
-        if (!primary || !token) co_return std::nullopt;
-        const QString askedWith = *token;
+        if (!primary || !m_token) co_return std::nullopt;
+        const QString askedWith = *m_token;
         const quint64 mark = stateEventCount(0);
         BootstrapResponse reply;
         try {
@@ -62,24 +62,24 @@ QCoro::Task<std::optional<BootstrapResponse>> Store::fetchPrimaryBootstrap() {
             if (self) setLastError(describeError(e));
             co_return std::nullopt;
         }
-        if (!self || !token) co_return std::nullopt;
+        if (!self || !m_token) co_return std::nullopt;
         // Another account signed in meanwhile: this picture is not theirs.
-        if (*token != askedWith && me && reply.me.id != me->id) co_return std::nullopt;
+        if (*m_token != askedWith && m_me && reply.me.id != m_me->id) co_return std::nullopt;
         if (stateEventCount(0) == mark || attempt == maxOvertakenFetches) co_return reply;
     }
 }
 
 void Store::mergeBootstrap(const BootstrapResponse& reply) {
-    me = reply.me;
-    users = reply.users;
-    agentId = reply.agentId;
-    didBootstrap = true;
+    m_me = reply.me;
+    m_users = reply.users;
+    m_agentId = reply.agentId;
+    m_didBootstrap = true;
     const QList<qint64> bots = reply.botIds.value_or(QList<qint64>{});
-    botIds = QSet<qint64>(bots.begin(), bots.end());
+    m_botIds = QSet<qint64>(bots.begin(), bots.end());
     applyAvailableEngines(reply.transcriptionEngines);
 
     const std::optional<ClaudeHost>& host = reply.claudeHost;
-    claudeHostOnline = host && host->online;
+    m_claudeHostOnline = host && host->online;
     setClaudeHostName(host ? host->mac : std::nullopt);
     if (host && host->platform && serverPlatform().value(0) != *host->platform) {
         auto platforms = serverPlatform();
@@ -89,22 +89,22 @@ void Store::mergeBootstrap(const BootstrapResponse& reply) {
     [](QPointer<Store> self) -> QCoro::Task<> {
         if (self) co_await self->captureServerOS();
     }(QPointer<Store>(this));
-    claudeRescueOnline = host && host->rescueOnline.value_or(false);
-    claudeInputHelperOnline = host && host->inputHelperOnline.value_or(false);
+    m_claudeRescueOnline = host && host->rescueOnline.value_or(false);
+    m_claudeInputHelperOnline = host && host->inputHelperOnline.value_or(false);
     if (host && host->usage) setClaudeUsage(host->usage);
 
     // Extra servers' conversations keep their place; the primary's are replaced.
     QList<ChatSummary> next = reply.chats;
     sanitizeLastMessages(next);
-    for (const ChatSummary& c : std::as_const(chats))
+    for (const ChatSummary& c : std::as_const(m_chats))
         if (IDCodec::serverId(c.id) != 0) next.push_back(c);
-    chats = std::move(next);
+    m_chats = std::move(next);
     sortChats();
     syncBuilds(reply.builds, 0);
 
-    for (const ChatSummary& c : std::as_const(chats))
+    for (const ChatSummary& c : std::as_const(m_chats))
         seedReads(c);
-    for (const ChatSummary& c : std::as_const(chats)) {
+    for (const ChatSummary& c : std::as_const(m_chats)) {
         cacheVisiblePreview(c.lastMessage);
         if (c.lastMessage) captureCCMarkers(*c.lastMessage);
         if (c.lastMessage && !isBotUser(c.lastMessage->senderId) && !c.lastMessage->isCCControl())
@@ -115,9 +115,9 @@ void Store::mergeBootstrap(const BootstrapResponse& reply) {
     setLastError(std::nullopt);
 
     // Timelines of this server reload when opened; the selected one and extra servers' stay.
-    for (auto it = messages.begin(); it != messages.end();) {
+    for (auto it = m_messages.begin(); it != m_messages.end();) {
         const bool keep = it.key() == selectedChatId() || IDCodec::serverId(it.key()) != 0;
-        it = keep ? std::next(it) : messages.erase(it);
+        it = keep ? std::next(it) : m_messages.erase(it);
     }
     emit sessionChanged();
     emit usersChanged();
@@ -137,7 +137,7 @@ QCoro::Task<> Store::refreshSelectedAfterResync() {
             for (const Message& m : page)
                 captureCCMarkers(m);
             if (mergeNewestPage(*selected, page, true))
-                hasMore[*selected] = page.size() >= pageSize;
+                m_hasMore[*selected] = page.size() >= pageSize;
         } catch (const std::exception& e) {
             qCDebug(lcStore) << "the selected conversation was not refreshed after a resync:"
                              << e.what();
@@ -151,7 +151,7 @@ void Store::sanitizeLastMessages(QList<ChatSummary>& list) const {
     for (ChatSummary& c : list) {
         if (!c.lastMessage || !c.lastMessage->isCCControl()) continue;
         // A control message must not stand for the conversation in the list.
-        const QList<Message> local = messages.value(c.id);
+        const QList<Message> local = m_messages.value(c.id);
         auto found = std::find_if(local.crbegin(), local.crend(),
                                   [](const Message& m) { return m.id > 0 && !m.isCCControl(); });
         if (found != local.crend()) {
@@ -166,22 +166,22 @@ void Store::sanitizeLastMessages(QList<ChatSummary>& list) const {
 
 void Store::seedReads(const ChatSummary& c) {
     if (!c.reads) return;
-    QHash<qint64, qint64> chatReads = reads.value(c.id);
-    QHash<qint64, qint64> chatReadAt = readAt.value(c.id);
+    QHash<qint64, qint64> chatReads = m_reads.value(c.id);
+    QHash<qint64, qint64> chatReadAt = m_readAt.value(c.id);
     for (const ReadMark& mark : *c.reads) {
         if (mark.lastReadId >= chatReads.value(mark.userId, 0)) {
             chatReads[mark.userId] = mark.lastReadId;
             if (mark.updatedAt) chatReadAt[mark.userId] = *mark.updatedAt;
         }
     }
-    reads[c.id] = chatReads;
-    readAt[c.id] = chatReadAt;
+    m_reads[c.id] = chatReads;
+    m_readAt[c.id] = chatReadAt;
     emit readsChanged(c.id);
 }
 
 QList<TranscriptionEngine> Store::selectableEngines() const {
     // No on-device recogniser exists on this platform, so only server engines can be chosen.
-    return availableServerEngines;
+    return m_availableServerEngines;
 }
 
 void Store::applyAvailableEngines(const std::optional<QList<QString>>& names) {
@@ -192,7 +192,7 @@ void Store::applyAvailableEngines(const std::optional<QList<QString>>& names) {
         if (const auto engine = engineFromRaw(name); engine && !isOnDevice(*engine))
             engines.push_back(*engine);
     if (engines.isEmpty()) engines = {TranscriptionEngine::whisper};
-    availableServerEngines = engines;
+    m_availableServerEngines = engines;
     if (!selectableEngines().contains(transcriptionEngine()))
         setTranscriptionEngine(TranscriptionEngine::apple);
 }
@@ -202,7 +202,7 @@ void Store::startHostStatusPolling() {
     m_hostPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
-            if (self->token) {
+            if (self->m_token) {
                 co_await self->refreshClaudeUsage();
                 if (!self) co_return;
             }
@@ -223,8 +223,8 @@ void Store::refreshBadge() {
 QCoro::Task<> Store::sendPushToken(QString newToken) {
     QPointer<Store> self(this);
     const auto primary = api();
-    if (!primary || !token) co_return;
-    pushToken = newToken;
+    if (!primary || !m_token) co_return;
+    m_pushToken = newToken;
     try {
         auto call = primary->registerPushToken(newToken);
         co_await call;
@@ -233,7 +233,7 @@ QCoro::Task<> Store::sendPushToken(QString newToken) {
     }
     if (!self) co_return;
     try {
-        auto call = primary->setNotifPrefs(notifPrefs, newToken);
+        auto call = primary->setNotifPrefs(m_notifPrefs, newToken);
         co_await call;
     } catch (const std::exception& e) {
         qCDebug(lcStore) << "notification choices not sent with the push token:" << e.what();

@@ -8,17 +8,17 @@
 
 qint64 Store::mapUserId(qint64 id, int server) const {
     // The person is one user across servers: their id elsewhere folds onto me.id.
-    if (server != 0 && me) {
-        const auto it = serverMeId.constFind(server);
-        if (it != serverMeId.constEnd() && *it == id) return me->id;
+    if (server != 0 && m_me) {
+        const auto it = m_serverMeId.constFind(server);
+        if (it != m_serverMeId.constEnd() && *it == id) return m_me->id;
     }
     return IDCodec::encode(id, server);
 }
 
 qint64 Store::unmapUserId(qint64 id, int server) const {
-    if (server != 0 && me && me->id == id) {
-        const auto it = serverMeId.constFind(server);
-        if (it != serverMeId.constEnd()) return *it;
+    if (server != 0 && m_me && m_me->id == id) {
+        const auto it = m_serverMeId.constFind(server);
+        if (it != m_serverMeId.constEnd()) return *it;
     }
     return IDCodec::decode(id).real;
 }
@@ -127,12 +127,12 @@ std::optional<QUrl> Store::avatarURL(qint64 userId) const {
     const auto serverApi = apiFor(IDCodec::serverId(userId));
     if (!serverApi) return std::nullopt;
     std::optional<qint64> version;
-    if (me && me->id == userId) {
-        version = me->avatarAt;
+    if (m_me && m_me->id == userId) {
+        version = m_me->avatarAt;
     } else {
-        const auto it = std::find_if(users.begin(), users.end(),
+        const auto it = std::find_if(m_users.begin(), m_users.end(),
                                      [userId](const User& u) { return u.id == userId; });
-        if (it == users.end()) return std::nullopt;
+        if (it == m_users.end()) return std::nullopt;
         version = it->avatarAt;
     }
     if (!version) return std::nullopt;
@@ -146,6 +146,6 @@ std::optional<QUrl> Store::chatAvatarURL(const ChatSummary& chat) const {
         return serverApi->chatAvatarURL(IDCodec::decode(chat.id).real, *chat.avatarAt);
     }
     for (const User& member : chat.members)
-        if (!me || member.id != me->id) return avatarURL(member.id);
+        if (!m_me || member.id != m_me->id) return avatarURL(member.id);
     return std::nullopt;
 }

@@ -33,8 +33,8 @@ std::optional<QUrl> Store::normalizedServerURL(const QString& text) {
 
 void Store::persistMe() {
     Prefs& prefs = Prefs::shared();
-    if (token) prefs.setValue(PrefKey::token, *token);
-    if (me) prefs.writeJson(PrefKey::me, *me);
+    if (m_token) prefs.setValue(PrefKey::token, *m_token);
+    if (m_me) prefs.writeJson(PrefKey::me, *m_me);
 }
 
 // MARK: Name login
@@ -48,8 +48,8 @@ QCoro::Task<> Store::login(QString username, std::optional<QString> server) {
             setLastError(QStringLiteral("Invalid server URL"));
             co_return;
         }
-        serverURLString = absoluteText(*url);
-        Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
+        m_serverURLString = absoluteText(*url);
+        Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
     }
     if (const auto primary = api()) {
         const Api anonymous(primary->base, std::nullopt);
@@ -84,8 +84,8 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
             auto call = anonymous.login(username);
             LoginResponse reply = co_await call;
             if (!self) co_return std::nullopt;
-            serverURLString = absoluteText(*url);
-            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
+            m_serverURLString = absoluteText(*url);
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             co_return reply;
         } catch (const std::exception&) {
             if (!self) co_return std::nullopt;
@@ -97,8 +97,8 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
 QCoro::Task<> Store::adoptLogin(LoginResponse response) {
     QPointer<Store> self(this);
     clearAllDeliveredNotifications();
-    token = response.token;
-    me = response.user;
+    m_token = response.token;
+    m_me = response.user;
     persistMe();
     emit sessionChanged();
     co_await resync();
@@ -110,7 +110,7 @@ QCoro::Task<> Store::adoptLogin(LoginResponse response) {
 
 QCoro::Task<bool> Store::tailnetAutoLogin() {
     QPointer<Store> self(this);
-    if (token || api() || suppressAutoLogin) co_return false;
+    if (m_token || api() || m_suppressAutoLogin) co_return false;
     for (const QString& candidate : wellKnownLoginOrder()) {
         const auto url = normalizedServerURL(candidate);
         if (!url) continue;
@@ -119,9 +119,9 @@ QCoro::Task<bool> Store::tailnetAutoLogin() {
             const Api anonymous(*url, std::nullopt);
             auto call = anonymous.login(QString());
             LoginResponse reply = co_await call;
-            if (!self || token) co_return false;
-            serverURLString = absoluteText(*url);
-            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
+            if (!self || m_token) co_return false;
+            m_serverURLString = absoluteText(*url);
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             co_await adoptLogin(std::move(reply));
             co_return true;
         } catch (const std::exception&) {
@@ -172,11 +172,11 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
         Prefs::shared().remove(PrefKey::guestServerURL);
     } else {
         // The whole client now lives on that server as a guest until logout.
-        serverURLString = absoluteText(*target);
-        Prefs::shared().setValue(PrefKey::guestServerURL, serverURLString);
+        m_serverURLString = absoluteText(*target);
+        Prefs::shared().setValue(PrefKey::guestServerURL, m_serverURLString);
     }
-    token = reply->token;
-    me = reply->user;
+    m_token = reply->token;
+    m_me = reply->user;
     persistMe();
     emit sessionChanged();
     co_await resync();
@@ -184,7 +184,7 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
 }
 
 QCoro::Task<> Store::joinByCode(QString code) {
-    const QString name = me ? me->username : QStringLiteral("Guest");
+    const QString name = m_me ? m_me->username : QStringLiteral("Guest");
     co_await loginGuest(name, code);
 }
 
@@ -196,8 +196,8 @@ QCoro::Task<> Store::selectPrimaryBase() {
         co_return;
     const QStringList known = {Config::defaultServer(), Config::publicServer(),
                                Config::macServer()};
-    if (!known.contains(serverURLString)) co_return; // an address the user chose stays
-    if (PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(serverURLString)))) co_return;
+    if (!known.contains(m_serverURLString)) co_return; // an address the user chose stays
+    if (PinRegistry::shared().pin(PinRegistry::hostPort(QUrl(m_serverURLString)))) co_return;
     for (const QString& candidate :
          {Config::publicServer(), Config::defaultServer(), Config::macServer()}) {
         const QUrl url(candidate);
@@ -218,9 +218,9 @@ QCoro::Task<> Store::selectPrimaryBase() {
             setServerOS(os);
         }
         PinRegistry::shared().setPin(identity.fingerprint, PinRegistry::hostPort(url));
-        if (candidate != serverURLString) {
-            serverURLString = candidate;
-            Prefs::shared().setValue(PrefKey::primaryBaseURL, serverURLString);
+        if (candidate != m_serverURLString) {
+            m_serverURLString = candidate;
+            Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             emit sessionChanged();
         }
         qCInfo(lcStore).noquote() << "[Velmarin] primary base →" << candidate;
@@ -232,15 +232,15 @@ QCoro::Task<> Store::selectPrimaryBase() {
 // MARK: Logout
 
 void Store::logout() {
-    suppressAutoLogin = true;
-    if (const auto primary = api(); primary && pushToken) {
+    m_suppressAutoLogin = true;
+    if (const auto primary = api(); primary && m_pushToken) {
         [](Api a, QString t) -> QCoro::Task<> {
             try {
                 co_await a.unregisterPushToken(t);
             } catch (const std::exception&) {
                 // Logging out goes on: the server forgets the token when it expires.
             }
-        }(*primary, *pushToken);
+        }(*primary, *m_pushToken);
     }
     clearAllDeliveredNotifications();
     stopExtraPolling();
@@ -248,35 +248,35 @@ void Store::logout() {
         if (server != 0) forgetLink(server);
     m_extraServers.clear();
     m_serverTokens.clear();
-    serverMeId.clear();
-    serverAnswering.clear();
-    serverNamedAccounts.clear();
-    serverChatAccounts.clear();
-    pushToken.reset();
-    token.reset();
-    me.reset();
-    users.clear();
-    chats.clear();
-    messages.clear();
-    hasMore.clear();
+    m_serverMeId.clear();
+    m_serverAnswering.clear();
+    m_serverNamedAccounts.clear();
+    m_serverChatAccounts.clear();
+    m_pushToken.reset();
+    m_token.reset();
+    m_me.reset();
+    m_users.clear();
+    m_chats.clear();
+    m_messages.clear();
+    m_hasMore.clear();
     setSelectedChatId(std::nullopt);
     m_chatSettingsChatId.reset();
     if (ServerLink* primary = link(0)) primary->close();
-    claudeHostOnline = claudeRescueOnline = claudeInputHelperOnline = false;
+    m_claudeHostOnline = m_claudeRescueOnline = m_claudeInputHelperOnline = false;
     setClaudeHostName(std::nullopt); // stores the empty name
     m_claudeUsage.reset();
     m_serverClaudeEmail.clear();
     m_serverClaudeUsage.clear();
-    macNamedAccounts.clear();
-    macChatAccounts.clear();
-    claudeControlChatId.reset();
+    m_macNamedAccounts.clear();
+    m_macChatAccounts.clear();
+    m_claudeControlChatId.reset();
     Prefs& prefs = Prefs::shared();
     for (const char* key :
          {"token", "me", "guestServerURL", "claudeUsageCache", "serverClaudeEmail",
           "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs", "primaryBaseURL"})
         prefs.remove(QString::fromLatin1(key));
-    ccWorkdirs.clear();
-    serverURLString.clear();
+    m_ccWorkdirs.clear();
+    m_serverURLString.clear();
     emit sessionChanged();
     emit chatsReset();
     emit connectionChanged();

@@ -31,17 +31,17 @@ ServerLink* Store::ensureLink(int server) {
         connect(link, &ServerLink::down, this, [this](bool wasUp) {
             if (wasUp) emit connectionChanged();
         });
-        link->setWanted([this] { return token.has_value(); });
+        link->setWanted([this] { return m_token.has_value(); });
         connect(link, &ServerLink::up, this, [this] { onPrimaryUp(); });
         connect(link, &ServerLink::staleFrame, this, [this] {
-            if (!token) return;
+            if (!m_token) return;
             // The resync carries whatever the retired socket still delivered.
             [](QPointer<Store> self) -> QCoro::Task<> {
                 if (self) co_await self->resync();
             }(QPointer<Store>(this));
         });
         connect(link, &ServerLink::reconnectDue, this, [this] {
-            if (token) connectWS();
+            if (m_token) connectWS();
         });
     } else {
         connect(link, &ServerLink::down, this, &Store::connectionChanged);
@@ -133,5 +133,5 @@ void Store::ensureConnected() {
     startBuildPolling();
     for (const ServerProfile& profile : extraServers())
         if (!linkUp(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
-    if (token && !linkUp(0)) connectWS();
+    if (m_token && !linkUp(0)) connectWS();
 }

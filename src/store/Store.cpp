@@ -69,25 +69,25 @@ QString Store::deviceId() {
 }
 
 std::optional<Api> Store::api() const {
-    QString text = serverURLString.trimmed();
+    QString text = m_serverURLString.trimmed();
     if (text.endsWith(QLatin1Char('/'))) text.chop(1);
     const QUrl url(text, QUrl::StrictMode);
     if (text.isEmpty() || !url.isValid() || url.scheme().isEmpty()) return std::nullopt;
-    return Api(PinRegistry::shared().upgraded(url), token);
+    return Api(PinRegistry::shared().upgraded(url), m_token);
 }
 
 // MARK: Launch
 
 void Store::init() {
-    availableServerEngines = {};
+    m_availableServerEngines = {};
     readLookSettings();
     m_claudeCodeEnabled = true;
     decidePrimaryAddress();
-    token = Prefs::shared().string(PrefKey::token);
-    if (token && token->isEmpty()) token.reset();
-    me = Prefs::shared().readJson<User>(PrefKey::me);
+    m_token = Prefs::shared().string(PrefKey::token);
+    if (m_token && m_token->isEmpty()) m_token.reset();
+    m_me = Prefs::shared().readJson<User>(PrefKey::me);
     runLoadHelpers();
-    if (token) startLoggedInTasks();
+    if (m_token) startLoggedInTasks();
     // Stored extra servers come up even without a primary session.
     startExtraServerTasksIfAny();
 }
@@ -107,20 +107,20 @@ void Store::readLookSettings() {
 void Store::decidePrimaryAddress() {
     Prefs& prefs = Prefs::shared();
     if (auto stored = prefs.string(PrefKey::primaryBaseURL)) {
-        serverURLString = *stored;
+        m_serverURLString = *stored;
     } else if (prefs.contains(PrefKey::token)) {
         // An install from before the address was stored: it used the default server.
-        serverURLString = Config::defaultServer();
-        prefs.setValue(PrefKey::primaryBaseURL, serverURLString);
+        m_serverURLString = Config::defaultServer();
+        prefs.setValue(PrefKey::primaryBaseURL, m_serverURLString);
     } else {
-        serverURLString.clear();
+        m_serverURLString.clear();
     }
     if (auto guest = prefs.string(PrefKey::guestServerURL); guest && !guest->isEmpty())
-        serverURLString = *guest;
+        m_serverURLString = *guest;
 }
 
 void Store::runLoadHelpers() {
-    notifPrefs = Prefs::shared().readJson<NotifPrefs>(PrefKey::notifPrefs).value_or(NotifPrefs{});
+    m_notifPrefs = Prefs::shared().readJson<NotifPrefs>(PrefKey::notifPrefs).value_or(NotifPrefs{});
     loadCCPermissions();
     loadCCEfforts();
     loadCCModelChoice();

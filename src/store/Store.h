@@ -79,9 +79,9 @@ public:
     bool isGuest() const { return false; }
 
     // MARK: Connection
-    QString serverURLString;
-    std::optional<QString> token;
-    bool didBootstrap = false;
+    const QString& serverURLString() const { return m_serverURLString; }
+    const std::optional<QString>& token() const { return m_token; }
+    bool didBootstrap() const { return m_didBootstrap; }
     bool appActive() const { return m_appActive; }
     void setAppActive(bool active);
 
@@ -103,7 +103,7 @@ public:
     quint64 stateEventCount(int server) const { return m_stateEvents.value(server); }
 
     // MARK: Login
-    bool suppressAutoLogin = false;
+    bool suppressAutoLogin() const { return m_suppressAutoLogin; }
     static std::optional<QUrl> normalizedServerURL(const QString& text);
     QCoro::Task<> login(QString username, std::optional<QString> server = std::nullopt);
     QCoro::Task<> adoptLogin(LoginResponse response);
@@ -157,8 +157,8 @@ public:
     void setExtraServers(const QList<ServerProfile>& servers);
     const QHash<int, QString>& serverTokens() const { return m_serverTokens; }
     void setServerTokens(const QHash<int, QString>& tokens);
-    QHash<int, qint64> serverMeId;
-    QSet<qint64> extraBotIds;
+    const QHash<int, qint64>& serverMeId() const { return m_serverMeId; }
+    const QSet<qint64>& extraBotIds() const { return m_extraBotIds; }
 
     // MARK: Extra server lifecycle
     void loadExtraServers();
@@ -211,30 +211,27 @@ public:
     QCoro::Task<bool> revokeInvite(qint64 chatId);
 
     // MARK: Directory
-    std::optional<User> me;
-    QList<User> users;
-    std::optional<qint64> agentId;
-    QSet<qint64> botIds;
-    QSet<qint64> onlineUserIds;
-    std::optional<User> profileUser;
+    const std::optional<User>& me() const { return m_me; }
+    const QList<User>& users() const { return m_users; }
+    const std::optional<qint64>& agentId() const { return m_agentId; }
+    const QSet<qint64>& onlineUserIds() const { return m_onlineUserIds; }
+    const std::optional<User>& profileUser() const { return m_profileUser; }
 
     // MARK: Conversations
-    QList<ChatSummary> chats;
-    QHash<qint64, QList<Message>> messages;
+    const QList<ChatSummary>& chats() const { return m_chats; }
+    const QHash<qint64, QList<Message>>& messages() const { return m_messages; }
     const QHash<qint64, QString>& chatDrafts() const { return m_chatDrafts; }
     // An empty draft is no draft.
     void setChatDraft(qint64 chatId, const QString& text);
-    QHash<qint64, bool> hasMore;
-    QSet<qint64> loadingOlder;
-    qint64 nextTempId = -1;
-    QHash<qint64, Message> visiblePreview;
-    QHash<qint64, qint64> userActivity;
-    QHash<qint64, qint64> buriedActivityResolved;
-    QHash<qint64, QHash<qint64, GroupRole>> groupRoles;
+    const QHash<qint64, bool>& hasMore() const { return m_hasMore; }
+    qint64 nextTempId() const { return m_nextTempId; }
+    const QHash<qint64, Message>& visiblePreview() const { return m_visiblePreview; }
+    const QHash<qint64, qint64>& userActivity() const { return m_userActivity; }
+    const QHash<qint64, QHash<qint64, GroupRole>>& groupRoles() const { return m_groupRoles; }
     const QSet<qint64>& mutedChats() const { return m_mutedChats; }
     void setMutedChats(const QSet<qint64>& muted);
-    std::optional<qint64> agentChatId;
-    std::optional<qint64> savedChatId;
+    const std::optional<qint64>& agentChatId() const { return m_agentChatId; }
+    const std::optional<qint64>& savedChatId() const { return m_savedChatId; }
 
     // MARK: Timeline
     bool isBotUser(qint64 id) const;
@@ -275,7 +272,7 @@ public:
         qint64 total = 0;
         double fraction() const;
     };
-    QHash<qint64, UploadState> uploads;
+    const QHash<qint64, UploadState>& uploads() const { return m_uploads; }
     void setUpload(qint64 chatId, std::optional<UploadState> state);
     Api::UploadProgress uploadReporter(qint64 chatId, int item, int items);
     struct MediaUpload {
@@ -316,7 +313,7 @@ public:
         std::optional<QDateTime> at;
     };
     QList<ReadReceipt> readReceipts(const Message& message) const;
-    bool isOnline(qint64 userId) const { return onlineUserIds.contains(userId); }
+    bool isOnline(qint64 userId) const { return m_onlineUserIds.contains(userId); }
     QString presenceText(const User& user) const;
 
     // MARK: Notifications
@@ -371,11 +368,10 @@ public:
     void removeChat(qint64 chatId);
 
     // MARK: Reads and typing
-    QHash<qint64, QHash<qint64, qint64>> reads;
-    QHash<qint64, QHash<qint64, qint64>> readAt;
-    QHash<qint64, QHash<qint64, QDateTime>> typing;
-    QHash<qint64, QDateTime> lastTypingSent;
-    QHash<qint64, qint64> lastReadSent;
+    const QHash<qint64, QHash<qint64, qint64>>& reads() const { return m_reads; }
+    const QHash<qint64, QHash<qint64, qint64>>& readAt() const { return m_readAt; }
+    const QHash<qint64, QHash<qint64, QDateTime>>& typing() const { return m_typing; }
+    const QHash<qint64, qint64>& lastReadSent() const { return m_lastReadSent; }
 
     // MARK: Navigation and chrome
     std::optional<qint64> selectedChatId() const { return m_selectedChatId; }
@@ -383,13 +379,12 @@ public:
     // The conversation whose settings are open; it is also the selected one.
     std::optional<qint64> chatSettingsChatId() const { return m_chatSettingsChatId; }
     void openChatSettings(qint64 chatId);
-    std::optional<QString> toast;
-    int toastId = 0;
+    const std::optional<QString>& toast() const { return m_toast; }
+    int toastId() const { return m_toastId; }
 
     // MARK: Errors
     std::optional<QString> lastError() const { return m_lastError; }
     void setLastError(std::optional<QString> error);
-    std::optional<QString> lastCrashReport;
 
     // MARK: Settings
     AppDesign design() const { return m_design; }
@@ -402,24 +397,24 @@ public:
     void setTranscriptionEngine(TranscriptionEngine engine);
     bool claudeCodeEnabled() const { return m_claudeCodeEnabled; }
     void setClaudeCodeEnabled(bool enabled);
-    QList<TranscriptionEngine> availableServerEngines;
-    NotifPrefs notifPrefs;
-    std::optional<QString> pushToken;
+    const QList<TranscriptionEngine>& availableServerEngines() const {
+        return m_availableServerEngines;
+    }
+    const NotifPrefs& notifPrefs() const { return m_notifPrefs; }
 
     // MARK: Agent host
-    bool claudeHostOnline = false;
-    bool claudeRescueOnline = false;
-    bool claudeInputHelperOnline = false;
+    bool claudeHostOnline() const { return m_claudeHostOnline; }
+    bool claudeInputHelperOnline() const { return m_claudeInputHelperOnline; }
     std::optional<QString> claudeHostName() const { return m_claudeHostName; }
     void setClaudeHostName(std::optional<QString> name);
     std::optional<ClaudeUsage> claudeUsage() const { return m_claudeUsage; }
     void setClaudeUsage(std::optional<ClaudeUsage> usage);
-    int hostPollFails = 0;
+    int hostPollFails() const { return m_hostPollFails; }
 
     // MARK: Builds
-    QHash<qint64, BuildStatus> builds;
-    QHash<qint64, int> buildClearGen;
-    bool buildPollStarted = false;
+    const QHash<qint64, BuildStatus>& builds() const { return m_builds; }
+    const QHash<qint64, int>& buildClearGen() const { return m_buildClearGen; }
+    bool buildPollStarted() const { return m_buildPollStarted; }
 
     // MARK: Per-server agent facts
     const QHash<int, QString>& serverPlatform() const { return m_serverPlatform; }
@@ -439,11 +434,11 @@ public:
     // MARK: Agent markers
     // Per-conversation memory of what the host's markers said; survives
     // restarts and outlives the loaded history.
-    QHash<qint64, qint64> ccOptimisticWorking; // deadline in ms since 1970
-    QHash<qint64, qint64> ccSeenHighWater;
-    QHash<qint64, QSet<qint64>> ccProcessedIds;
-    QHash<qint64, bool> ccChromeUsedChats;
-    QHash<qint64, bool> ccScreenshotUsedChats;
+    const QHash<qint64, qint64>& ccOptimisticWorking() const { return m_ccOptimisticWorking; }
+    const QHash<qint64, qint64>& ccSeenHighWater() const { return m_ccSeenHighWater; }
+    const QHash<qint64, QSet<qint64>>& ccProcessedIds() const { return m_ccProcessedIds; }
+    const QHash<qint64, bool>& ccChromeUsedChats() const { return m_ccChromeUsedChats; }
+    const QHash<qint64, bool>& ccScreenshotUsedChats() const { return m_ccScreenshotUsedChats; }
     // Every message that reaches the store by any road passes here.
     void captureCCMarkers(const Message& message);
     bool captureCCContext(const Message& message);
@@ -468,7 +463,7 @@ public:
 
     // MARK: Agent control channel
     // The self-conversation of the primary server that carries control traffic.
-    std::optional<qint64> claudeControlChatId;
+    const std::optional<qint64>& claudeControlChatId() const { return m_claudeControlChatId; }
     QCoro::Task<std::optional<qint64>> ensureClaudeControlChat();
     std::optional<QString> hostPlatform(int server) const;
     bool hostIsMac(int server) const;
@@ -514,20 +509,18 @@ public:
 
     // MARK: Agent preferences
     // Chosen values (the model choice map is keyed "ccModelChoice" on disk).
-    QHash<qint64, Config::CCPermission> ccPermissions;
-    QHash<qint64, Config::CCEffort> ccEfforts;
-    QHash<qint64, QString> ccModelChoices;
-    QHash<qint64, bool> ccChrome;
     // Chosen but not yet confirmed by a report.
-    QHash<qint64, CCOptimisticModel> ccOptimisticModel;
-    QHash<qint64, CCOptimisticEffort> ccOptimisticEffort;
+    const QHash<qint64, CCOptimisticModel>& ccOptimisticModel() const {
+        return m_ccOptimisticModel;
+    }
+    const QHash<qint64, CCOptimisticEffort>& ccOptimisticEffort() const {
+        return m_ccOptimisticEffort;
+    }
     // Reported by the host.
-    QHash<qint64, QString> ccModels;
-    QHash<qint64, Config::CCEffort> ccReportedEfforts;
-    QHash<qint64, QString> ccWorkdirs;
+    const QHash<qint64, Config::CCEffort>& ccReportedEfforts() const { return m_ccReportedEfforts; }
     QList<Config::CCModelInfo> availableModels = Config::fallbackModels();
-    QSet<qint64> pendingPrefSync;
-    QSet<qint64> ccPrefsUnsupported;
+    const QSet<qint64>& pendingPrefSync() const { return m_pendingPrefSync; }
+    const QSet<qint64>& ccPrefsUnsupported() const { return m_ccPrefsUnsupported; }
     Config::CCPermission ccPermission(qint64 chatId) const;
     Config::CCEffort ccEffort(qint64 chatId) const;
     QString ccModelChoice(qint64 chatId) const;
@@ -591,11 +584,9 @@ public:
     void setServerClaudeEmail(const QHash<int, QString>& emails);
     const QHash<int, ClaudeUsage>& serverClaudeUsage() const { return m_serverClaudeUsage; }
     void setServerClaudeUsage(const QHash<int, ClaudeUsage>& usage);
-    QHash<int, bool> serverAnswering;
-    QList<ClaudeNamedAccount> macNamedAccounts;
-    QHash<int, QList<ClaudeNamedAccount>> serverNamedAccounts;
-    QHash<qint64, QString> macChatAccounts;
-    QHash<int, QHash<qint64, QString>> serverChatAccounts;
+    const QHash<int, bool>& serverAnswering() const { return m_serverAnswering; }
+    const QList<ClaudeNamedAccount>& macNamedAccounts() const { return m_macNamedAccounts; }
+    const QHash<qint64, QString>& macChatAccounts() const { return m_macChatAccounts; }
     void loadServerClaudeEmail();
     void loadServerClaudeUsage();
     QCoro::Task<std::optional<CCAuthStatus>> ccAuthStatus(qint64 chatId);
@@ -624,8 +615,7 @@ public:
     std::optional<QString> chatAccountEmail(qint64 chatId) const;
 
     // MARK: Context economy
-    QHash<qint64, CCContextStat> ccContextStats;
-    QHash<qint64, qint64> ccContextFloor;
+    const QHash<qint64, qint64>& ccContextFloor() const { return m_ccContextFloor; }
     std::optional<CCContextStat> ccContext(qint64 chatId) const;
     QCoro::Task<> ccClearContext(qint64 chatId, std::optional<QString> seed);
     // The idle advice: a context to reset and an hour without the person.
@@ -638,11 +628,11 @@ public:
     void saveCCContextFloor() const;
 
     // MARK: Builds and deploys
-    QHash<qint64, CCDeployRecord> deployByChat;
-    QHash<qint64, qint64> seenDeploy;
-    QHash<qint64, qint64> notifiedDeploy;
-    std::optional<DeployTarget> lastGlobalDeploy;
-    qint64 lastGlobalDeployId = 0;
+    const QHash<qint64, CCDeployRecord>& deployByChat() const { return m_deployByChat; }
+    const QHash<qint64, qint64>& seenDeploy() const { return m_seenDeploy; }
+    const QHash<qint64, qint64>& notifiedDeploy() const { return m_notifiedDeploy; }
+    const std::optional<DeployTarget>& lastGlobalDeploy() const { return m_lastGlobalDeploy; }
+    qint64 lastGlobalDeployId() const { return m_lastGlobalDeployId; }
     void syncBuilds(const std::optional<QMap<QString, BuildStatus>>& map, int server = 0);
     void startBuildPolling();
     std::optional<CCDeployRecord> latestDeploy(qint64 chatId) const;
@@ -717,6 +707,80 @@ signals:
     void serverConnectFinished(int server);
 
 private:
+    friend class StoreSeam; // tests set up states no operation reaches quickly
+    // The merged picture; read through the accessors above.
+    QString m_serverURLString;
+    std::optional<QString> m_token;
+    bool m_didBootstrap = false;
+    bool m_suppressAutoLogin = false;
+    QHash<int, qint64> m_serverMeId;
+    QSet<qint64> m_extraBotIds;
+    std::optional<User> m_me;
+    QList<User> m_users;
+    std::optional<qint64> m_agentId;
+    QSet<qint64> m_botIds;
+    QSet<qint64> m_onlineUserIds;
+    std::optional<User> m_profileUser;
+    QList<ChatSummary> m_chats;
+    QHash<qint64, QList<Message>> m_messages;
+    QHash<qint64, bool> m_hasMore;
+    QSet<qint64> m_loadingOlder;
+    qint64 m_nextTempId = -1;
+    QHash<qint64, Message> m_visiblePreview;
+    QHash<qint64, qint64> m_userActivity;
+    QHash<qint64, qint64> m_buriedActivityResolved;
+    QHash<qint64, QHash<qint64, GroupRole>> m_groupRoles;
+    std::optional<qint64> m_agentChatId;
+    std::optional<qint64> m_savedChatId;
+    QHash<qint64, UploadState> m_uploads;
+    QHash<qint64, QHash<qint64, qint64>> m_reads;
+    QHash<qint64, QHash<qint64, qint64>> m_readAt;
+    QHash<qint64, QHash<qint64, QDateTime>> m_typing;
+    QHash<qint64, QDateTime> m_lastTypingSent;
+    QHash<qint64, qint64> m_lastReadSent;
+    std::optional<QString> m_toast;
+    int m_toastId = 0;
+    std::optional<QString> m_lastCrashReport;
+    QList<TranscriptionEngine> m_availableServerEngines;
+    NotifPrefs m_notifPrefs;
+    std::optional<QString> m_pushToken;
+    bool m_claudeHostOnline = false;
+    bool m_claudeRescueOnline = false;
+    bool m_claudeInputHelperOnline = false;
+    int m_hostPollFails = 0;
+    QHash<qint64, BuildStatus> m_builds;
+    QHash<qint64, int> m_buildClearGen;
+    bool m_buildPollStarted = false;
+    QHash<qint64, qint64> m_ccOptimisticWorking; // deadline in ms since 1970
+    QHash<qint64, qint64> m_ccSeenHighWater;
+    QHash<qint64, QSet<qint64>> m_ccProcessedIds;
+    QHash<qint64, bool> m_ccChromeUsedChats;
+    QHash<qint64, bool> m_ccScreenshotUsedChats;
+    std::optional<qint64> m_claudeControlChatId;
+    QHash<qint64, Config::CCPermission> m_ccPermissions;
+    QHash<qint64, Config::CCEffort> m_ccEfforts;
+    QHash<qint64, QString> m_ccModelChoices;
+    QHash<qint64, bool> m_ccChrome;
+    QHash<qint64, CCOptimisticModel> m_ccOptimisticModel;
+    QHash<qint64, CCOptimisticEffort> m_ccOptimisticEffort;
+    QHash<qint64, QString> m_ccModels;
+    QHash<qint64, Config::CCEffort> m_ccReportedEfforts;
+    QHash<qint64, QString> m_ccWorkdirs;
+    QSet<qint64> m_pendingPrefSync;
+    QSet<qint64> m_ccPrefsUnsupported;
+    QHash<int, bool> m_serverAnswering;
+    QList<ClaudeNamedAccount> m_macNamedAccounts;
+    QHash<int, QList<ClaudeNamedAccount>> m_serverNamedAccounts;
+    QHash<qint64, QString> m_macChatAccounts;
+    QHash<int, QHash<qint64, QString>> m_serverChatAccounts;
+    QHash<qint64, CCContextStat> m_ccContextStats;
+    QHash<qint64, qint64> m_ccContextFloor;
+    QHash<qint64, CCDeployRecord> m_deployByChat;
+    QHash<qint64, qint64> m_seenDeploy;
+    QHash<qint64, qint64> m_notifiedDeploy;
+    std::optional<DeployTarget> m_lastGlobalDeploy;
+    qint64 m_lastGlobalDeployId = 0;
+
     void init();
     // Hands every server's address and token to the fetches of the views.
     void publishServerTokens() const;

@@ -79,8 +79,8 @@ void AgentBarsModel::refreshBadges() {
 // The client's guess after a send ends at a deadline, not by an event.
 void AgentBarsModel::scheduleGuessExpiry() {
     if (!m_store || !m_chatId) return;
-    const auto until = m_store->ccOptimisticWorking.constFind(m_chatId);
-    if (until == m_store->ccOptimisticWorking.constEnd()) return;
+    const auto until = m_store->ccOptimisticWorking().constFind(m_chatId);
+    if (until == m_store->ccOptimisticWorking().constEnd()) return;
     const qint64 left = *until - QDateTime::currentMSecsSinceEpoch();
     if (left > 0) m_guessExpiry.start(int(std::min<qint64>(left + 50, 60000)));
 }
@@ -209,25 +209,25 @@ void AgentBarsModel::resetContext(bool keepRecent) {
 // MARK: Build bar
 
 bool AgentBarsModel::hasBuild() const {
-    return m_store && m_chatId && m_store->builds.contains(m_chatId);
+    return m_store && m_chatId && m_store->builds().contains(m_chatId);
 }
 
 QString AgentBarsModel::buildLine() const {
-    return hasBuild() ? ::buildBarLine(m_store->builds.value(m_chatId)) : QString();
+    return hasBuild() ? ::buildBarLine(m_store->builds().value(m_chatId)) : QString();
 }
 
 QString AgentBarsModel::buildSymbol() const {
-    return hasBuild() ? ::buildSymbol(m_store->builds.value(m_chatId)) : QString();
+    return hasBuild() ? ::buildSymbol(m_store->builds().value(m_chatId)) : QString();
 }
 
 int AgentBarsModel::buildPercent() const {
     if (!hasBuild()) return -1;
-    const auto percent = m_store->builds.value(m_chatId).percent;
+    const auto percent = m_store->builds().value(m_chatId).percent;
     return percent ? int(std::clamp<qint64>(*percent, 0, 100)) : -1;
 }
 
 bool AgentBarsModel::buildActive() const {
-    return hasBuild() && m_store->builds.value(m_chatId).isActive();
+    return hasBuild() && m_store->builds().value(m_chatId).isActive();
 }
 
 // MARK: Working status and queue
@@ -302,7 +302,7 @@ QString AgentBarsModel::backlogDraft(qint64 messageId) const {
 // MARK: Composer icons
 
 bool AgentBarsModel::showScreenshot() const {
-    return m_store && m_chatId && m_store->claudeInputHelperOnline &&
+    return m_store && m_chatId && m_store->claudeInputHelperOnline() &&
            m_store->chatHasMacTools(m_chatId);
 }
 
@@ -341,11 +341,11 @@ std::optional<DeployTarget> AgentBarsModel::shownDeploy() const {
     if (auto latest = m_store->latestDeploy(m_chatId)) return latest->target;
     // The assistant's own conversation shows the newest deploy of all.
     const ChatSummary* chat = currentChat();
-    if (chat && !chat->isGroup() && m_store->agentId) {
+    if (chat && !chat->isGroup() && m_store->agentId()) {
         const bool withAssistant =
             std::any_of(chat->members.begin(), chat->members.end(),
-                        [&](const User& u) { return u.id == *m_store->agentId; });
-        if (withAssistant) return m_store->lastGlobalDeploy;
+                        [&](const User& u) { return u.id == *m_store->agentId(); });
+        if (withAssistant) return m_store->lastGlobalDeploy();
     }
     return std::nullopt;
 }
@@ -405,7 +405,7 @@ void AgentBarsModel::ensureIndex() {
     m_index = BadgeIndex{};
     m_index.epoch = m_store->statusEpoch();
     m_index.chatId = m_chatId;
-    const QList<Message> list = m_store->messages.value(m_chatId);
+    const QList<Message> list = m_store->messages().value(m_chatId);
     qsizetype end = 0;
     while (end < list.size() && list[end].id > 0 && (end == 0 || list[end - 1].id < list[end].id))
         ++end;
@@ -416,8 +416,8 @@ void AgentBarsModel::ensureIndex() {
 }
 
 const Message* AgentBarsModel::findMessage(qint64 id, qsizetype* row) const {
-    const auto list = m_store->messages.constFind(m_chatId);
-    if (list == m_store->messages.constEnd()) return nullptr;
+    const auto list = m_store->messages().constFind(m_chatId);
+    if (list == m_store->messages().constEnd()) return nullptr;
     qsizetype at = -1;
     if (m_index.orderedEnd >= 0) {
         const auto first = list->cbegin();
@@ -434,7 +434,7 @@ const Message* AgentBarsModel::findMessage(qint64 id, qsizetype* row) const {
 }
 
 bool AgentBarsModel::isPersonsPrompt(const Message& m) const {
-    const auto agentId = m_store->agentId;
+    const auto agentId = m_store->agentId();
     return m.id > 0 && !(agentId && m.senderId == *agentId) && !m_store->isBotUser(m.senderId) &&
            !m.isCCControl() && !m.isCCWorking();
 }
@@ -458,7 +458,7 @@ QVariantMap AgentBarsModel::computeBadge(const Message& m) const {
                      status && *status != CCMessageStatus::done ? rawValue(*status) : QString()},
                     {QStringLiteral("priority"), m.isPriority()},
                     {QStringLiteral("id"), m.id}};
-    if (!status && !(m_store->me && m.senderId == m_store->me->id)) {
+    if (!status && !(m_store->me() && m.senderId == m_store->me()->id)) {
         const QVariantMap quote = answeredQuote(m);
         if (!quote.isEmpty()) out.insert(QStringLiteral("answered"), quote);
     }
@@ -474,13 +474,13 @@ QVariantMap AgentBarsModel::answeredQuote(const Message& bubble) const {
     std::optional<Message> quoted;
     if (m_index.orderedEnd < 0) {
         quoted = answeredPrompt(
-            bubble, m_store->messages.value(m_chatId),
-            [this](qint64 id) { return m_store->isBotUser(id); }, m_store->agentId);
+            bubble, m_store->messages().value(m_chatId),
+            [this](qint64 id) { return m_store->isBotUser(id); }, m_store->agentId());
     } else {
         // The newest prompt before the bubble is the first one found walking back.
         qsizetype row = 0;
         if (!findMessage(bubble.id, &row)) return {};
-        const QList<Message>& list = *m_store->messages.constFind(m_chatId);
+        const QList<Message>& list = *m_store->messages().constFind(m_chatId);
         while (--row >= 0 && !isPersonsPrompt(list[row])) {
         }
         if (row < 0 || list[row].id == *answered) return {};

@@ -142,15 +142,15 @@ void AppModel::openSheet(const QString& name, qint64 chatId) {
 // MARK: Session
 
 bool AppModel::signedIn() const {
-    return m_store && m_store->token.has_value();
+    return m_store && m_store->token().has_value();
 }
 
 QString AppModel::myName() const {
-    return m_store && m_store->me ? m_store->me->username : QString();
+    return m_store && m_store->me() ? m_store->me()->username : QString();
 }
 
 bool AppModel::isGuest() const {
-    return m_store && m_store->me && m_store->me->isGuest.value_or(false);
+    return m_store && m_store->me() && m_store->me()->isGuest.value_or(false);
 }
 
 QString AppModel::lastError() const {
@@ -158,14 +158,14 @@ QString AppModel::lastError() const {
 }
 
 QString AppModel::toast() const {
-    return m_store ? m_store->toast.value_or(QString()) : QString();
+    return m_store ? m_store->toast().value_or(QString()) : QString();
 }
 
 QString AppModel::buildFooter() const {
     QString footer = QStringLiteral("Velmarin ") + orUnknown(BuildSettings::version) +
                      QStringLiteral(" · build ") + orUnknown(BuildSettings::buildNumber);
-    if (m_store && m_store->me)
-        footer += QStringLiteral(" · id ") + QString::number(m_store->me->id);
+    if (m_store && m_store->me())
+        footer += QStringLiteral(" · id ") + QString::number(m_store->me()->id);
     return footer;
 }
 
@@ -235,7 +235,8 @@ qint64 AppModel::selectedChatId() const {
 QString AppModel::selectedChatTitle() const {
     const qint64 id = selectedChatId();
     if (!id) return {};
-    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+    const std::optional<qint64> me =
+        m_store->me() ? std::optional(m_store->me()->id) : std::nullopt;
     return m_store->chat(id)->displayTitle(me);
 }
 
@@ -265,8 +266,8 @@ void AppModel::onSelectionChanged() {
 }
 
 QVariantMap AppModel::profileUser() const {
-    if (!m_store || !m_store->profileUser) return {};
-    const User& u = *m_store->profileUser;
+    if (!m_store || !m_store->profileUser()) return {};
+    const User& u = *m_store->profileUser();
     const auto text = [](const std::optional<QString>& v) { return v.value_or(QString()); };
     return {{QStringLiteral("id"), u.id},
             {QStringLiteral("name"), u.username},
@@ -287,7 +288,7 @@ QString AppModel::hostName() const {
 
 QString AppModel::hostStatus() const {
     if (!m_store) return QStringLiteral("unknown");
-    if (m_store->claudeHostOnline) return QStringLiteral("online");
+    if (m_store->claudeHostOnline()) return QStringLiteral("online");
     return m_store->claudeHostName() ? QStringLiteral("offline") : QStringLiteral("unknown");
 }
 
@@ -362,12 +363,12 @@ QVariantMap AppModel::palette() const {
 }
 
 bool AppModel::muteAll() const {
-    return m_store && m_store->notifPrefs.muteAll;
+    return m_store && m_store->notifPrefs().muteAll;
 }
 
 void AppModel::setMuteAll(bool mute) {
-    if (!m_store || m_store->notifPrefs.muteAll == mute) return;
-    NotifPrefs prefs = m_store->notifPrefs;
+    if (!m_store || m_store->notifPrefs().muteAll == mute) return;
+    NotifPrefs prefs = m_store->notifPrefs();
     prefs.muteAll = mute;
     [](QPointer<Store> store, NotifPrefs wanted) -> QCoro::Task<> {
         if (store) co_await store->setNotifPrefs(wanted);

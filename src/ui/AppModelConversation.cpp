@@ -57,12 +57,12 @@ QString AppModel::selectedChatSubtitle() const {
     if (!chat->isGroup() && m_store->isClaudeCodeChat(*chat)) {
         const auto host = m_store->claudeHostName();
         if (!host) return {};
-        return m_store->claudeHostOnline ? Lf(QStringLiteral("On %@"), *host)
-                                         : Lf(QStringLiteral("%@ is offline"), *host);
+        return m_store->claudeHostOnline() ? Lf(QStringLiteral("On %@"), *host)
+                                           : Lf(QStringLiteral("%@ is offline"), *host);
     }
     if (chat->isGroup())
         return Lf(QStringLiteral("%@ members"), QString::number(chat->members.size()));
-    const qint64 me = m_store->me ? m_store->me->id : 0;
+    const qint64 me = m_store->me() ? m_store->me()->id : 0;
     for (const User& member : chat->members)
         if (member.id != me) return m_store->presenceText(member);
     return {};
@@ -157,7 +157,7 @@ void AppModel::openBanner() {
 std::optional<Message> AppModel::selectedMessage(qint64 messageId) const {
     const auto chatId = m_store ? m_store->selectedChatId() : std::nullopt;
     if (!chatId) return std::nullopt;
-    for (const Message& m : m_store->messages.value(*chatId))
+    for (const Message& m : m_store->messages().value(*chatId))
         if (m.id == messageId) return m;
     return std::nullopt;
 }

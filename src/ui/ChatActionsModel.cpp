@@ -18,7 +18,8 @@ void ChatActionsModel::setMuted(qint64 chatId, bool muted) {
 QString ChatActionsModel::titleOf(qint64 chatId) const {
     const ChatSummary* chat = m_store ? m_store->chat(chatId) : nullptr;
     if (!chat) return {};
-    return chat->displayTitle(m_store->me ? std::optional<qint64>(m_store->me->id) : std::nullopt);
+    return chat->displayTitle(m_store->me() ? std::optional<qint64>(m_store->me()->id)
+                                            : std::nullopt);
 }
 
 bool ChatActionsModel::canInvite(qint64 chatId) const {

@@ -48,8 +48,8 @@ bool ChatListModel::shows(const ChatSummary& c) const {
 std::vector<ChatListModel::Entry> ChatListModel::visibleEntries() const {
     std::vector<Entry> out;
     if (!m_store) return out;
-    out.reserve(size_t(m_store->chats.size()));
-    for (const ChatSummary& c : std::as_const(m_store->chats))
+    out.reserve(size_t(m_store->chats().size()));
+    for (const ChatSummary& c : std::as_const(m_store->chats()))
         if (shows(c)) out.push_back({c.id, m_store->userActivityAt(c)});
     std::sort(out.begin(), out.end(), Before{});
     return out;
@@ -162,7 +162,8 @@ QVariant ChatListModel::data(const QModelIndex& index, int role) const {
     const qint64 id = m_rows.at(index.row()).id;
     const ChatSummary* c = m_store->chat(id);
     if (!c) return {};
-    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+    const std::optional<qint64> me =
+        m_store->me() ? std::optional(m_store->me()->id) : std::nullopt;
     switch (role) {
     case ChatIdRole:
         return id;
@@ -219,9 +220,11 @@ QVariant ChatListModel::data(const QModelIndex& index, int role) const {
     case QueuedRole:
         return int(m_store->backloggedMessages(id).size());
     case BuildHintRole:
-        return m_store->builds.contains(id) ? buildRowHint(m_store->builds.value(id)) : QString();
+        return m_store->builds().contains(id) ? buildRowHint(m_store->builds().value(id))
+                                              : QString();
     case BuildSymbolRole:
-        return m_store->builds.contains(id) ? buildSymbol(m_store->builds.value(id)) : QString();
+        return m_store->builds().contains(id) ? buildSymbol(m_store->builds().value(id))
+                                              : QString();
     case DeployRole:
         return m_store->activeDeploy(id).has_value();
     default:

@@ -65,10 +65,11 @@ qint64 ChatSwitcherModel::chatIdAt(int row) const {
 
 QList<ChatSwitcherModel::Row> ChatSwitcherModel::target() const {
     QList<Row> rows;
-    if (!m_store || !m_store->token) return rows;
-    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+    if (!m_store || !m_store->token()) return rows;
+    const std::optional<qint64> me =
+        m_store->me() ? std::optional(m_store->me()->id) : std::nullopt;
     const QString needle = m_filter.trimmed();
-    for (const ChatSummary& chat : std::as_const(m_store->chats)) {
+    for (const ChatSummary& chat : std::as_const(m_store->chats())) {
         if (m_store->isSavedMessages(chat)) continue;
         Row row{chat.id, chat.displayTitle(me), int(chat.unread.value_or(0)), chat.isGroup()};
         if (!needle.isEmpty() && !row.title.contains(needle, Qt::CaseInsensitive)) continue;

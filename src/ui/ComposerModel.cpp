@@ -94,7 +94,7 @@ void ComposerModel::setDraft(const QString& draft) {
 
 std::optional<Message> ComposerModel::findMessage(qint64 messageId) const {
     if (!m_store) return std::nullopt;
-    for (const Message& m : m_store->messages.value(m_chatId))
+    for (const Message& m : m_store->messages().value(m_chatId))
         if (m.id == messageId) return m;
     return std::nullopt;
 }
@@ -250,8 +250,8 @@ void ComposerModel::setOriginalQuality(bool original) {
 
 double ComposerModel::uploadProgress() const {
     if (!m_store) return -1.0;
-    const auto it = m_store->uploads.constFind(m_chatId);
-    return it != m_store->uploads.constEnd() ? it->fraction() : -1.0;
+    const auto it = m_store->uploads().constFind(m_chatId);
+    return it != m_store->uploads().constEnd() ? it->fraction() : -1.0;
 }
 
 void ComposerModel::setUploading(bool uploading) {

@@ -86,7 +86,7 @@ QVariant GroupSettingsModel::data(const QModelIndex& index, int role) const {
     case PresenceRole:
         return m_store->presenceText(member);
     case IsMeRole:
-        return m_store->me && m_store->me->id == member.id;
+        return m_store->me() && m_store->me()->id == member.id;
     case AvatarUrlRole:
         return m_store->avatarURL(member.id).value_or(QUrl());
     case CanRemoveRole:
@@ -128,7 +128,7 @@ const ChatSummary* GroupSettingsModel::group() const {
 }
 
 bool GroupSettingsModel::canRemove(const User& member) const {
-    const bool self = m_store->me && m_store->me->id == member.id;
+    const bool self = m_store->me() && m_store->me()->id == member.id;
     return !self && canManage() && m_store->groupRole(m_chatId, member.id) != GroupRole::owner;
 }
 
@@ -140,7 +140,7 @@ bool GroupSettingsModel::exists() const {
 
 QString GroupSettingsModel::title() const {
     const ChatSummary* g = group();
-    return g ? g->displayTitle(m_store->me ? std::optional(m_store->me->id) : std::nullopt)
+    return g ? g->displayTitle(m_store->me() ? std::optional(m_store->me()->id) : std::nullopt)
              : QString();
 }
 
@@ -154,8 +154,8 @@ bool GroupSettingsModel::canManage() const {
 }
 
 bool GroupSettingsModel::isOwner() const {
-    return group() && m_store->me &&
-           m_store->groupRole(m_chatId, m_store->me->id) == GroupRole::owner;
+    return group() && m_store->me() &&
+           m_store->groupRole(m_chatId, m_store->me()->id) == GroupRole::owner;
 }
 
 // Members are added on the primary server only, so only its groups take new people.
@@ -164,11 +164,11 @@ QVariantList GroupSettingsModel::candidates() const {
     if (!g || !canManage() || IDCodec::serverId(m_chatId) != 0) return {};
     const QString needle = m_candidateSearch.trimmed();
     QList<User> people;
-    for (const User& user : std::as_const(m_store->users)) {
+    for (const User& user : std::as_const(m_store->users())) {
         if (IDCodec::serverId(user.id) != 0) continue;
         const bool member = std::any_of(g->members.begin(), g->members.end(),
                                         [&](const User& m) { return m.id == user.id; });
-        if (member || (m_store->me && m_store->me->id == user.id)) continue;
+        if (member || (m_store->me() && m_store->me()->id == user.id)) continue;
         if (needle.isEmpty() || user.username.contains(needle, Qt::CaseInsensitive))
             people.push_back(user);
     }
@@ -204,7 +204,7 @@ QString GroupSettingsModel::openSettingsOf(qint64 chatId) {
     const ChatSummary* chat = m_store->chat(chatId);
     const auto other =
         std::find_if(chat->members.cbegin(), chat->members.cend(),
-                     [&](const User& u) { return !m_store->me || u.id != m_store->me->id; });
+                     [&](const User& u) { return !m_store->me() || u.id != m_store->me()->id; });
     if (other != chat->members.cend()) m_store->setProfileUser(*other);
     return kind;
 }
@@ -255,9 +255,9 @@ void GroupSettingsModel::setAdmin(qint64 userId, bool admin) {
 }
 
 void GroupSettingsModel::leave() {
-    if (!exists() || !m_store->me || isOwner()) return;
+    if (!exists() || !m_store->me() || isOwner()) return;
     const qint64 id = m_chatId;
-    run([id, me = *m_store->me](Store& store) { return store.removeChatMember(id, me); });
+    run([id, me = *m_store->me()](Store& store) { return store.removeChatMember(id, me); });
 }
 
 void GroupSettingsModel::setPicture(const QUrl& file) {

@@ -26,7 +26,8 @@ InviteViewModel::InviteViewModel(Store* store, QObject* parent) : QObject(parent
 QString InviteViewModel::chatTitle() const {
     const ChatSummary* chat = m_store ? m_store->chat(m_chatId) : nullptr;
     if (!chat) return {};
-    return chat->displayTitle(m_store->me ? std::optional<qint64>(m_store->me->id) : std::nullopt);
+    return chat->displayTitle(m_store->me() ? std::optional<qint64>(m_store->me()->id)
+                                            : std::nullopt);
 }
 
 QString InviteViewModel::shareText() const {

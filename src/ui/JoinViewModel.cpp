@@ -8,13 +8,13 @@
 #include <QUrlQuery>
 
 JoinViewModel::JoinViewModel(Store* store, QObject* parent)
-    : QObject(parent), m_store(store), m_token(store->token) {
+    : QObject(parent), m_store(store), m_token(store->token()) {
     connect(store, &Store::chatsReset, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::chatChanged, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::chatRemoved, this, &JoinViewModel::showPromptChanged);
     connect(store, &Store::sessionChanged, this, [this] {
         // Every sign-in offers the prompt again.
-        const auto token = m_store ? m_store->token : std::nullopt;
+        const auto token = m_store ? m_store->token() : std::nullopt;
         if (token != m_token) m_promptDismissed = false;
         m_token = token;
         emit showPromptChanged();
@@ -42,7 +42,7 @@ QString JoinViewModel::errorText() const {
 }
 
 bool JoinViewModel::showPrompt() const {
-    return m_store && m_store->token && m_store->me && m_store->chats.isEmpty() &&
+    return m_store && m_store->token() && m_store->me() && m_store->chats().isEmpty() &&
            !m_promptDismissed;
 }
 
@@ -78,7 +78,7 @@ void JoinViewModel::join() {
     setNotice({});
     setBusy(true);
     QSet<qint64> before;
-    for (const ChatSummary& chat : std::as_const(m_store->chats))
+    for (const ChatSummary& chat : std::as_const(m_store->chats()))
         before.insert(chat.id);
     [](QPointer<JoinViewModel> self, QPointer<Store> store, QString text,
        QSet<qint64> known) -> QCoro::Task<> {
@@ -118,7 +118,7 @@ void JoinViewModel::openInviteLink(const QUrl& url) {
     if (!m_store) return;
     const QString server =
         QUrlQuery(url).queryItemValue(QStringLiteral("server"), QUrl::FullyDecoded);
-    const bool joins = m_store->token && m_store->me && !server.isEmpty();
+    const bool joins = m_store->token() && m_store->me() && !server.isEmpty();
     m_follow = joins ? Store::normalizedServerURL(server) : std::nullopt;
     m_followStage = Follow::waiting;
     m_followSince.start();
@@ -156,13 +156,13 @@ std::optional<qint64> JoinViewModel::newestOn(const QUrl& base) const {
     for (const ServerProfile& profile : m_store->extraServers())
         if (Store::normalizedServerURL(profile.url) == base) server = profile.serverId;
     if (server < 0) return std::nullopt;
-    for (const ChatSummary& chat : std::as_const(m_store->chats))
+    for (const ChatSummary& chat : std::as_const(m_store->chats()))
         if (IDCodec::serverId(chat.id) == server) return chat.id;
     return std::nullopt;
 }
 
 void JoinViewModel::selectFirstNew(const QSet<qint64>& before) {
-    for (const ChatSummary& chat : std::as_const(m_store->chats)) {
+    for (const ChatSummary& chat : std::as_const(m_store->chats())) {
         if (before.contains(chat.id)) continue;
         m_store->setSection(AppSection::people);
         m_store->setSelectedChatId(chat.id);

@@ -36,7 +36,7 @@ bool LinkRouter::isInviteLink(const QUrl& url) {
 
 LinkRouter::Outcome LinkRouter::open(const QUrl& url) {
     if (const auto name = userName(url)) {
-        for (const User& user : std::as_const(m_store.users))
+        for (const User& user : std::as_const(m_store.users()))
             if (!name->isEmpty() && user.username == *name) {
                 m_store.setProfileUser(user);
                 return Outcome::handled;

@@ -70,7 +70,7 @@ void LoginViewModel::setNotice(const QString& notice) {
 // The host of a stored guest address: a person who was in as a guest signs in
 // there again under the invited name.
 void LoginViewModel::readLocalHint() {
-    if (!m_store || m_store->token) return;
+    if (!m_store || m_store->token()) return;
     QString hint;
     if (const auto guest = Prefs::shared().string(PrefKey::guestServerURL))
         hint = QUrl(*guest).host();
@@ -80,7 +80,7 @@ void LoginViewModel::readLocalHint() {
 }
 
 void LoginViewModel::appear() {
-    if (!m_store || m_store->token || m_store->suppressAutoLogin) return;
+    if (!m_store || m_store->token() || m_store->suppressAutoLogin()) return;
     setAutoProbing(true);
     [](QPointer<LoginViewModel> self, QPointer<Store> store) -> QCoro::Task<> {
         if (store) co_await store->tailnetAutoLogin();
@@ -98,7 +98,7 @@ void LoginViewModel::submitName() {
         if (store) co_await store->login(username, std::nullopt);
         if (!self) co_return;
         self->setBusy(false);
-        if (!store || store->token) co_return;
+        if (!store || store->token()) co_return;
         // Offer the invite way in; the failure text so far is not kept.
         store->setLastError(std::nullopt);
         self->setCodeStep(true);

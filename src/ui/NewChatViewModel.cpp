@@ -47,7 +47,7 @@ QHash<int, QByteArray> NewChatViewModel::roleNames() const {
 }
 
 bool NewChatViewModel::offers(const User& user) const {
-    if (m_store->me && user.id == m_store->me->id) return false;
+    if (m_store->me() && user.id == m_store->me()->id) return false;
     if (m_groupMode && IDCodec::serverId(user.id) != 0) return false;
     const QString needle = m_search.trimmed();
     return needle.isEmpty() || user.username.contains(needle, Qt::CaseInsensitive);
@@ -57,7 +57,7 @@ bool NewChatViewModel::offers(const User& user) const {
 void NewChatViewModel::rebuild() {
     QList<User> people;
     if (m_store)
-        for (const User& user : m_store->users)
+        for (const User& user : m_store->users())
             if (offers(user)) people.push_back(user);
     std::sort(people.begin(), people.end(), [](const User& a, const User& b) {
         const int order = QString::compare(a.username, b.username, Qt::CaseInsensitive);
@@ -124,9 +124,9 @@ qint64 NewChatViewModel::userIdAt(int row) const {
 
 void NewChatViewModel::startChat(qint64 userId) {
     if (m_busy || !m_store) return;
-    const auto it = std::find_if(m_store->users.cbegin(), m_store->users.cend(),
+    const auto it = std::find_if(m_store->users().cbegin(), m_store->users().cend(),
                                  [userId](const User& u) { return u.id == userId; });
-    if (it == m_store->users.cend()) return;
+    if (it == m_store->users().cend()) return;
     setBusy(true);
     setError({});
     m_store->setLastError(std::nullopt);

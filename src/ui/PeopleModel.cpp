@@ -72,7 +72,7 @@ int PeopleModel::serverCount() const {
 }
 
 bool PeopleModel::offers(const User& user) const {
-    if (m_store->me && user.id == m_store->me->id) return false;
+    if (m_store->me() && user.id == m_store->me()->id) return false;
     if (m_store->isBotUser(user.id)) return false;
     const QString needle = m_search.trimmed();
     return needle.isEmpty() || user.username.contains(needle, Qt::CaseInsensitive);
@@ -81,7 +81,7 @@ bool PeopleModel::offers(const User& user) const {
 void PeopleModel::rebuild() {
     QList<User> people;
     if (m_store)
-        for (const User& user : std::as_const(m_store->users))
+        for (const User& user : std::as_const(m_store->users()))
             if (offers(user)) people.push_back(user);
     std::sort(people.begin(), people.end(), [](const User& a, const User& b) {
         const int sa = IDCodec::serverId(a.id), sb = IDCodec::serverId(b.id);
@@ -108,10 +108,10 @@ void PeopleModel::showProfile(qint64 userId) {
 QVariantList PeopleModel::agents() const {
     QList<User> bots;
     if (m_store)
-        for (const User& user : std::as_const(m_store->users))
+        for (const User& user : std::as_const(m_store->users()))
             if (m_store->isBotUser(user.id)) bots.push_back(user);
     const auto isMain = [this](const User& u) {
-        return m_store->agentId && *m_store->agentId == u.id;
+        return m_store->agentId() && *m_store->agentId() == u.id;
     };
     std::stable_sort(bots.begin(), bots.end(), [&](const User& a, const User& b) {
         if (isMain(a) != isMain(b)) return isMain(a);
@@ -132,17 +132,18 @@ QVariantList PeopleModel::agents() const {
 void PeopleModel::message(qint64 userId) {
     if (!m_store) return;
     // The primary server's agent has a conversation of its own, kept by the store.
-    if (m_store->agentId && *m_store->agentId == userId) {
+    if (m_store->agentId() && *m_store->agentId() == userId) {
         runOpen([store = m_store]() -> QCoro::Task<bool> {
             auto call = store->openAgentChat();
             co_await call;
-            co_return store && store->agentChatId && store->selectedChatId() == store->agentChatId;
+            co_return store && store->agentChatId() &&
+                store->selectedChatId() == store->agentChatId();
         });
         return;
     }
-    const auto it = std::find_if(m_store->users.cbegin(), m_store->users.cend(),
+    const auto it = std::find_if(m_store->users().cbegin(), m_store->users().cend(),
                                  [userId](const User& u) { return u.id == userId; });
-    if (it == m_store->users.cend()) return;
+    if (it == m_store->users().cend()) return;
     runOpen([store = m_store, user = *it]() -> QCoro::Task<bool> {
         auto call = openDirectChat(store, user);
         const auto chatId = co_await call;
@@ -154,7 +155,7 @@ void PeopleModel::openSavedMessages() {
     runOpen([store = m_store]() -> QCoro::Task<bool> {
         auto call = store->openSavedMessages();
         co_await call;
-        co_return store && store->savedChatId && store->selectedChatId() == store->savedChatId;
+        co_return store && store->savedChatId() && store->selectedChatId() == store->savedChatId();
     });
 }
 

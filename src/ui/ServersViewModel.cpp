@@ -42,7 +42,7 @@ QVariant ServersViewModel::data(const QModelIndex& index, int role) const {
         return stateOf(*m_store, server);
     case ChatCountRole:
         return int(std::count_if(
-            m_store->chats.cbegin(), m_store->chats.cend(),
+            m_store->chats().cbegin(), m_store->chats().cend(),
             [server](const ChatSummary& c) { return IDCodec::serverId(c.id) == server; }));
     default:
         return {};
@@ -64,8 +64,9 @@ QString ServersViewModel::primaryUrl() const {
 
 QString ServersViewModel::stateOf(const Store& store, int server) {
     if (store.linkUp(server)) return QStringLiteral("live");
-    if (!store.serverAnswering.contains(server)) return QStringLiteral("connecting");
-    return store.serverAnswering.value(server) ? QStringLiteral("polling") : QStringLiteral("down");
+    if (!store.serverAnswering().contains(server)) return QStringLiteral("connecting");
+    return store.serverAnswering().value(server) ? QStringLiteral("polling")
+                                                 : QStringLiteral("down");
 }
 
 bool ServersViewModel::isInvite(const QString& input) {

@@ -71,7 +71,7 @@ void TimelineModel::setChatId(qint64 chatId) {
 }
 
 bool TimelineModel::hasMore() const {
-    return m_store && m_store->hasMore.value(m_chatId);
+    return m_store && m_store->hasMore().value(m_chatId);
 }
 
 QStringList TimelineModel::typingNames() const {
@@ -84,8 +84,8 @@ void TimelineModel::rebuildItems() {
     m_mirror.clear();
     m_items.clear();
     if (!m_store) return;
-    const auto it = m_store->messages.constFind(m_chatId);
-    if (it == m_store->messages.constEnd()) return;
+    const auto it = m_store->messages().constFind(m_chatId);
+    if (it == m_store->messages().constEnd()) return;
     m_mirror.reserve(size_t(it->size()));
     m_items.reserve(size_t(it->size()));
     for (const Message& m : *it) {
@@ -115,7 +115,7 @@ void TimelineModel::removeItem(qint64 id) {
 
 void TimelineModel::onTimelineChanged(qint64 chatId, TimelineChange change) {
     if (chatId != m_chatId || !m_store) return;
-    const QList<Message> list = m_store->messages.value(chatId);
+    const QList<Message> list = m_store->messages().value(chatId);
     const size_t from = size_t(std::max(0, change.index));
     const size_t count = size_t(std::max(0, change.count));
     if (count == 1 && (appendedNewest(list, change) || editedInPlace(list, change))) return;
@@ -178,7 +178,8 @@ bool TimelineModel::appendedNewest(const QList<Message>& list, TimelineChange ch
     const int item = int(m_items.size()) - 1;
     const Item* previous = item > 0 ? &m_items[size_t(item) - 1] : nullptr;
     const bool newDay = !previous || previous->dayKey != m_items.back().dayKey;
-    const std::optional<qint64> me = m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+    const std::optional<qint64> me =
+        m_store->me() ? std::optional(m_store->me()->id) : std::nullopt;
     const bool showSender = m_showsSenders && (!me || m.senderId != *me) &&
                             (newDay || previous->message.senderId != m.senderId);
     std::vector<Row> added{{false, m.id, item, showSender}};
@@ -227,7 +228,7 @@ void TimelineModel::relayout() {
     for (const Item& item : m_items)
         input.push_back({item.message.senderId, item.dayKey});
     const std::optional<qint64> me =
-        m_store && m_store->me ? std::optional(m_store->me->id) : std::nullopt;
+        m_store && m_store->me() ? std::optional(m_store->me()->id) : std::nullopt;
     const std::vector<RowLayout> layout = layoutRows(input, m_showsSenders, me);
     std::vector<Row> next;
     next.reserve(layout.size());
@@ -468,7 +469,7 @@ QVariant TimelineModel::data(const QModelIndex& index, int role) const {
 }
 
 bool TimelineModel::isMine(const Message& m) const {
-    return m_store && m_store->me && m_store->me->id == m.senderId;
+    return m_store && m_store->me() && m_store->me()->id == m.senderId;
 }
 
 QVariantMap TimelineModel::mediaMap(const MediaInfo& media) const {
@@ -598,7 +599,7 @@ QVariant TimelineModel::messageData(const Message& m, int role) const {
     }
     case ReactionsRole: {
         QVariantList out;
-        const qint64 me = m_store && m_store->me ? m_store->me->id : 0;
+        const qint64 me = m_store && m_store->me() ? m_store->me()->id : 0;
         for (const Reaction& r : m.reactions.value_or(QList<Reaction>{}))
             out.push_back(QVariantMap{{QStringLiteral("emoji"), r.emoji},
                                       {QStringLiteral("count"), int(r.userIds.size())},

@@ -85,8 +85,8 @@ QVariantMap UsageViewModel::accountEntry(const ClaudeAccount& account) const {
                 chats << QVariantMap{
                     {QStringLiteral("id"), chat.id},
                     {QStringLiteral("title"),
-                     chat.displayTitle(m_store->me ? std::optional<qint64>(m_store->me->id)
-                                                   : std::nullopt)}};
+                     chat.displayTitle(m_store->me() ? std::optional<qint64>(m_store->me()->id)
+                                                     : std::nullopt)}};
     // A named account: its one machine signs in with another main account.
     const ClaudeClient* holder = account.clients.size() == 1 ? &account.clients.first() : nullptr;
     const bool held =

@@ -34,7 +34,7 @@ QString UserProfileModel::lastConnectedText(const UserClient& client) {
 }
 
 qint64 UserProfileModel::userId() const {
-    return m_store && m_store->profileUser ? m_store->profileUser->id : 0;
+    return m_store && m_store->profileUser() ? m_store->profileUser()->id : 0;
 }
 
 QUrl UserProfileModel::avatarUrl() const {
@@ -43,7 +43,7 @@ QUrl UserProfileModel::avatarUrl() const {
 }
 
 QString UserProfileModel::presence() const {
-    return userId() ? m_store->presenceText(*m_store->profileUser) : QString();
+    return userId() ? m_store->presenceText(*m_store->profileUser()) : QString();
 }
 
 bool UserProfileModel::online() const {
@@ -98,7 +98,7 @@ void UserProfileModel::startConversation() {
         }
         self->m_error = store->lastError().value_or(QString());
         emit self->errorTextChanged();
-    }(this, m_store, *m_store->profileUser);
+    }(this, m_store, *m_store->profileUser());
 }
 
 void UserProfileModel::setBusy(bool busy) {

@@ -3,6 +3,7 @@
 // link hands on must come from the link itself.
 #include "core/Prefs.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 #include "ui/LinkRouter.h"
 
 #include <QCoreApplication>
@@ -27,7 +28,7 @@ Store& store() {
         User bob;
         bob.id = 2;
         bob.username = QStringLiteral("bob");
-        created->users = {bob};
+        seam(created).users() = {bob};
         return created;
     }();
     return *s;
@@ -50,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const LinkRouter::Outcome outcome = router.open(url);
     check(copied.isEmpty() || (copy && copied == *copy));
     check(!invited || LinkRouter::isInviteLink(url));
-    check(!s.profileUser || (user && s.profileUser->username == *user));
+    check(!s.profileUser() || (user && s.profileUser()->username == *user));
     if (copy || user || invited) check(outcome != LinkRouter::Outcome::system);
     return 0;
 }

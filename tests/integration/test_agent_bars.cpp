@@ -56,7 +56,7 @@ class TestAgentBars : public QObject {
 
     // A message's place in the queue as its bubble shows it, or "done".
     QString stateOf(qint64 id) const {
-        for (const Message& m : store->messages.value(m_session))
+        for (const Message& m : store->messages().value(m_session))
             if (m.id == id && store->ccStatus(m) == CCMessageStatus::done)
                 return QStringLiteral("done");
         return shownAt(id).section(u'/', 0, 0);
@@ -64,8 +64,8 @@ class TestAgentBars : public QObject {
 
     // The host has answered this message.
     bool answered(qint64 id) const {
-        for (const Message& m : store->messages.value(m_session))
-            if (m.senderId != store->me->id && m.ccAnswersId() == id) return true;
+        for (const Message& m : store->messages().value(m_session))
+            if (m.senderId != store->me()->id && m.ccAnswersId() == id) return true;
         return false;
     }
 
@@ -86,7 +86,7 @@ class TestAgentBars : public QObject {
         qint64 id = 0;
         const bool arrived = QTest::qWaitFor(
             [&] {
-                for (const Message& m : store->messages.value(m_session))
+                for (const Message& m : store->messages().value(m_session))
                     if (m.id > 0 && m.displayText() == text) id = m.id;
                 return id > 0;
             },
@@ -219,7 +219,7 @@ private slots:
         QCOMPARE(store->activeDeploy(m_session), std::nullopt);
 
         // The answer to the deploy names its own prompt, the latest one: no quote.
-        for (const Message& m : store->messages.value(m_session))
+        for (const Message& m : store->messages().value(m_session))
             if (m.ccAnswersId() == ids[2]) {
                 QVERIFY(app->timeline()->rowOfMessage(m.id) >= 0);
                 QCOMPARE(shownAt(m.id).section(u'/', 1), QString());
@@ -238,7 +238,7 @@ private slots:
         QVERIFY(!bars().stopRequested());
         QCOMPARE(stateOf(id), QStringLiteral("done"));
         bool stopped = false;
-        for (const Message& m : store->messages.value(m_session))
+        for (const Message& m : store->messages().value(m_session))
             stopped |= m.ccAnswersId() == id && m.displayText().startsWith("⏹ Stopped");
         QVERIFY(stopped);
 
@@ -266,7 +266,7 @@ private slots:
         QVERIFY(bars().working());
         await(std::move(sending));
         qint64 running = 0;
-        for (const Message& m : store->messages.value(m_session))
+        for (const Message& m : store->messages().value(m_session))
             if (m.id > 0 && m.displayText() == text) running = m.id;
         QVERIFY(running > 0);
         // The host itself names it in work (the guess would call it that already).
@@ -289,7 +289,7 @@ private slots:
         // The host heard "stop": the run in progress ends as stopped.
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
-                for (const Message& m : store->messages.value(m_session))
+                for (const Message& m : store->messages().value(m_session))
                     if (m.ccAnswersId() == running)
                         return m.displayText().startsWith("⏹ Stopped");
                 return false;

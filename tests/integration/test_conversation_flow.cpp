@@ -64,10 +64,10 @@ private slots:
     }
 
     void pickSendEditDeleteForward() {
-        const ChatSummary plans = await(bob->api.createGroup("Plans", {alice->me->id}));
+        const ChatSummary plans = await(bob->api.createGroup("Plans", {alice->me()->id}));
         // Pinning in a group is for its managers.
-        await(bob->api.setGroupRole(plans.id, alice->me->id, GroupRole::admin));
-        const ChatSummary notes = await(bob->api.createGroup("Notes", {alice->me->id}));
+        await(bob->api.setGroupRole(plans.id, alice->me()->id, GroupRole::admin));
+        const ChatSummary notes = await(bob->api.createGroup("Notes", {alice->me()->id}));
         await(bob->api.send(plans.id, "first from bob"));
         ChatListModel* list = app->chatList();
         TimelineModel* timeline = app->timeline();
@@ -144,8 +144,8 @@ private slots:
     // Pin is offered where the server takes it: a group's owner and admins, both
     // people of a direct conversation.
     void pinIsOfferedByRole() {
-        const ChatSummary group = await(bob->api.createGroup("Crew", {alice->me->id}));
-        const ChatSummary direct = await(bob->api.createDirect(alice->me->id));
+        const ChatSummary group = await(bob->api.createGroup("Crew", {alice->me()->id}));
+        const ChatSummary direct = await(bob->api.createDirect(alice->me()->id));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(group.id) && alice->chat(direct.id), 5000);
         QVERIFY(!app->selectedChatPinnable());
 
@@ -156,9 +156,9 @@ private slots:
         QObject watch;
         connect(app.get(), &AppModel::pinnedChanged, &watch,
                 [&] { seen << app->selectedChatPinnable(); });
-        await(bob->api.setGroupRole(group.id, alice->me->id, GroupRole::admin));
+        await(bob->api.setGroupRole(group.id, alice->me()->id, GroupRole::admin));
         QTRY_VERIFY_WITH_TIMEOUT(!seen.isEmpty() && seen.last(), 5000);
-        await(bob->api.setGroupRole(group.id, alice->me->id, GroupRole::user));
+        await(bob->api.setGroupRole(group.id, alice->me()->id, GroupRole::user));
         QTRY_VERIFY_WITH_TIMEOUT(!seen.last(), 5000);
 
         app->selectChat(direct.id);
@@ -170,9 +170,9 @@ private slots:
     }
 
     void headerFollowsTypingAndBannerOpensItsConversation() {
-        const ChatSummary direct = await(bob->api.createDirect(alice->me->id));
+        const ChatSummary direct = await(bob->api.createDirect(alice->me()->id));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(direct.id), 5000);
-        const ChatSummary other = await(bob->api.createGroup("Other", {alice->me->id}));
+        const ChatSummary other = await(bob->api.createGroup("Other", {alice->me()->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(other.id), 5000);
         app->selectChat(direct.id);
         QSignalSpy subtitle(app.get(), &AppModel::subtitleChanged);

@@ -10,6 +10,7 @@
 #include "support/ClientEnv.h"
 #include "support/ServerClient.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 #include "ui/ServersViewModel.h"
 
 #include <QBuffer>
@@ -109,7 +110,7 @@ private slots:
             QVERIFY2(s->start(), qPrintable(s->errorString()));
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
-        QVERIFY(alice->me);
+        QVERIFY(alice->me());
     }
 
     void cleanup() {
@@ -143,12 +144,12 @@ private slots:
         const qint64 linkedId = global(onLinked.id, 1);
         const qint64 plainId = global(onPlain.id, 2);
         QCOMPARE(linkedId, (qint64(1) << 40) + onLinked.id);
-        const int p = indexOf(alice->chats, onPrimary.id);
-        const int l = indexOf(alice->chats, linkedId);
-        const int s = indexOf(alice->chats, plainId);
+        const int p = indexOf(alice->chats(), onPrimary.id);
+        const int l = indexOf(alice->chats(), linkedId);
+        const int s = indexOf(alice->chats(), plainId);
         QVERIFY(p >= 0 && l >= 0 && s >= 0);
         QVERIFY2(s < l && l < p, qPrintable(QStringLiteral("%1 %2 %3").arg(s).arg(l).arg(p)));
-        QCOMPARE(alice->serverMeId.value(1), aliceL.user.id);
+        QCOMPARE(alice->serverMeId().value(1), aliceL.user.id);
 
         const ChatSummary* merged = alice->chat(linkedId);
         QCOMPARE(merged->lastMessage->id, global(photo.id, 1));
@@ -158,13 +159,13 @@ private slots:
                  qPrintable(media));
         QCOMPARE(merged->lastMessage->senderId, global(bobL.user.id, 1));
         await(alice->openChat(linkedId));
-        const QList<Message>& history = alice->messages[linkedId];
+        const QList<Message>& history = alice->messages()[linkedId];
         const auto mine = std::find_if(history.begin(), history.end(),
                                        [&](const Message& m) { return m.id == global(own.id, 1); });
         QVERIFY(mine != history.end());
-        QCOMPARE(mine->senderId, alice->me->id);
-        QVERIFY(alice->users.end() ==
-                std::find_if(alice->users.begin(), alice->users.end(),
+        QCOMPARE(mine->senderId, alice->me()->id);
+        QVERIFY(alice->users().end() ==
+                std::find_if(alice->users().begin(), alice->users().end(),
                              [&](const User& u) { return u.id == global(aliceL.user.id, 1); }));
     }
 
@@ -176,9 +177,9 @@ private slots:
         const Account bobP = signIn(*primary, "bob");
         const ChatSummary known = await(bobP.api.createGroup("known", {aliceP.user.id}));
         alice = std::make_unique<Store>(StoreOptions{0.05});
-        alice->serverURLString = primary->httpUrl();
-        alice->token = *aliceP.api.token;
-        alice->me = aliceP.user;
+        seam(alice).serverURLString() = primary->httpUrl();
+        seam(alice).token() = *aliceP.api.token;
+        seam(alice).me() = aliceP.user;
         QSignalSpy merges(alice.get(), &Store::chatsReset);
         alice->connectWS(); // its first pong runs the one resync that fills the list
         QTRY_VERIFY_WITH_TIMEOUT(alice->linkUp(0) && merges.count() > 0, 10000);
@@ -270,13 +271,13 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chatId), 5000);
         await(alice->openChat(chatId));
         const Message fromBob = await(bobL.api.send(chat.id, "over the link"));
-        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(fromBob.id, 1)), 5000);
-        QCOMPARE(alice->messages[chatId].last().senderId, global(bobL.user.id, 1));
+        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages()[chatId], global(fromBob.id, 1)), 5000);
+        QCOMPARE(alice->messages()[chatId].last().senderId, global(bobL.user.id, 1));
         // Her other device pairs now that the key guards the account.
         const Account otherDevice = signIn(*linked, "alice");
         const Message fromMe = await(otherDevice.api.send(chat.id, "my other device"));
-        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(fromMe.id, 1)), 5000);
-        QCOMPARE(alice->messages[chatId].last().senderId, alice->me->id);
+        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages()[chatId], global(fromMe.id, 1)), 5000);
+        QCOMPARE(alice->messages()[chatId].last().senderId, alice->me()->id);
         // A conversation the client has not seen brings a fresh bootstrap of that server.
         const ChatSummary later = await(bobL.api.createGroup("later", {aliceL.user.id}));
         await(bobL.api.send(later.id, "new here"));
@@ -295,14 +296,14 @@ private slots:
         alice->setSelectedChatId(chatId);
         await(bobS.api.send(selected.id, "stays"));
         const Message sent = await(bobS.api.send(selected.id, "seen by polling"));
-        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(sent.id, 2)), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages()[chatId], global(sent.id, 2)), 5000);
         // Deleted on the server: gone at the next round, preview too.
         await(bobS.api.deleteMessage(sent.id));
-        QTRY_VERIFY_WITH_TIMEOUT(!holds(alice->messages[chatId], global(sent.id, 2)), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!holds(alice->messages()[chatId], global(sent.id, 2)), 5000);
 
         const qint64 otherId = global(other.id, 2);
         await(bobS.api.sendTyping(other.id, "bob-device"));
-        QTRY_VERIFY_WITH_TIMEOUT(alice->typing.value(otherId).contains(global(bobS.user.id, 2)),
+        QTRY_VERIFY_WITH_TIMEOUT(alice->typing().value(otherId).contains(global(bobS.user.id, 2)),
                                  5000);
 
         // No event tells of a new conversation: the periodic bootstrap does.
@@ -333,14 +334,14 @@ private slots:
         alice->setSelectedChatId(chatId);
         await(alice->sendMessage(chatId, "anyone?"));
         const Message answer = await(bobS.api.send(chat.id, "here"));
-        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages[chatId], global(answer.id, 1)), 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(holds(alice->messages()[chatId], global(answer.id, 1)), 3000);
 
         alice->burstRefreshExtra(chatId);
         alice->setSelectedChatId(std::nullopt);
         QTest::qWait(200); // the refresh already under way ends first
         const Message unseen = await(bobS.api.send(chat.id, "after the switch"));
         QTest::qWait(2000);
-        QVERIFY(!holds(alice->messages[chatId], global(unseen.id, 1)));
+        QVERIFY(!holds(alice->messages()[chatId], global(unseen.id, 1)));
     }
 
     void socketsBackOffEachOnItsOwn() {
@@ -383,8 +384,8 @@ private slots:
         alice->setServerPlatform({{0, "macos"}, {2, "linux"}});
         alice->setServerClaudeEmail({{2, "two@example.com"}});
         alice->setServerClaudeUsage({{2, ClaudeUsage{}}});
-        alice->extraBotIds.insert(global(77, 2));
-        alice->extraBotIds.insert(global(77, 1));
+        seam(alice).extraBotIds().insert(global(77, 2));
+        seam(alice).extraBotIds().insert(global(77, 1));
         const ServerProfile gone = alice->extraServers()[1];
         alice->removeServer(gone);
         QVERIFY(!alice->chat(chatId));
@@ -393,7 +394,7 @@ private slots:
         QVERIFY(!alice->serverOS().contains(2));
         QCOMPARE(alice->serverPlatform(), (QHash<int, QString>{{0, "macos"}}));
         QVERIFY(alice->serverClaudeEmail().isEmpty() && alice->serverClaudeUsage().isEmpty());
-        QCOMPARE(alice->extraBotIds, QSet<qint64>{global(77, 1)});
+        QCOMPARE(alice->extraBotIds(), QSet<qint64>{global(77, 1)});
         {
             Store relaunched(StoreOptions{0.05});
             QVERIFY(!relaunched.serverOS().contains(2) && relaunched.serverClaudeEmail().isEmpty());
@@ -430,20 +431,20 @@ private slots:
         env.reset();
         env = std::make_unique<ClientEnv>();
         Store second(StoreOptions{0.05});
-        QVERIFY(!second.token);
+        QVERIFY(!second.token());
         Hooks hooks(*primary, first);
         const qsizetype from = hooks.plainRequests().size();
         await(second.pairPrimary(*scanned));
         QCOMPARE(second.lastError(), std::nullopt);
-        QVERIFY(second.token);
-        QCOMPARE(second.me->id, first.user.id);
+        QVERIFY(second.token());
+        QCOMPARE(second.me()->id, first.user.id);
         const QString hostPort = PinRegistry::hostPort(QUrl(primary->httpsUrl()));
         QCOMPARE(PinRegistry::shared().pin(hostPort), std::optional<QString>(made.fingerprint));
         QVERIFY(Prefs::shared()
                     .boolean(Store::keyRegisteredKey(QUrl(primary->httpsUrl())))
                     .value_or(false));
         // The address was plain, the code and the token went over TLS.
-        QVERIFY(!hooks.anyInClear({*second.token}, from));
+        QVERIFY(!hooks.anyInClear({*second.token()}, from));
         // One use only.
         const Api anonymous(QUrl(primary->httpsUrl()), std::nullopt);
         const QString again =

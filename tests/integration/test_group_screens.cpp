@@ -66,7 +66,7 @@ private slots:
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*server, "alice");
         bob = launchSignedIn(*server, "bob");
-        QVERIFY(alice->me && bob->me);
+        QVERIFY(alice->me() && bob->me());
     }
 
     void cleanup() {
@@ -76,7 +76,7 @@ private slots:
     }
 
     void everyChangeReachesTheOtherClient() {
-        const auto made = await(alice->createGroup("Crew", {bob->me->id, carol->user.id}));
+        const auto made = await(alice->createGroup("Crew", {bob->me()->id, carol->user.id}));
         QVERIFY(made);
         const qint64 id = made->id;
         QTRY_VERIFY_WITH_TIMEOUT(bob->chat(id), 5000);
@@ -104,7 +104,7 @@ private slots:
 
         // The role travels apart from the group: bob's client learns it and
         // may now remove people.
-        mine.setAdmin(bob->me->id, true);
+        mine.setAdmin(bob->me()->id, true);
         QVERIFY(settled(mine));
         QCOMPARE(mine.errorText(), QString());
         QTRY_VERIFY_WITH_TIMEOUT(theirs.canManage(), 5000);
@@ -115,7 +115,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(roleOf(mine, "carol"), QString(), 5000);
         QCOMPARE(mine.rowCount(), 3);
 
-        mine.setAdmin(bob->me->id, false);
+        mine.setAdmin(bob->me()->id, false);
         QVERIFY(settled(mine));
         QTRY_VERIFY_WITH_TIMEOUT(!theirs.canManage(), 5000);
         QCOMPARE(roleOf(theirs, "bob"), "User");
@@ -134,7 +134,7 @@ private slots:
     }
 
     void groupPicture() {
-        const auto made = await(alice->createGroup("Pictured", {bob->me->id}));
+        const auto made = await(alice->createGroup("Pictured", {bob->me()->id}));
         QVERIFY(made);
         QTRY_VERIFY_WITH_TIMEOUT(bob->chat(made->id), 5000);
         GroupSettingsModel mine(alice.get()), theirs(bob.get());
@@ -165,15 +165,15 @@ private slots:
 
     void settingsOfEachKindOfConversation() {
         GroupSettingsModel settings(alice.get());
-        const auto group = await(alice->createGroup("Kinds", {bob->me->id}));
-        const auto direct = await(alice->startDirect(*bob->me));
+        const auto group = await(alice->createGroup("Kinds", {bob->me()->id}));
+        const auto direct = await(alice->startDirect(*bob->me()));
         QVERIFY(group && direct);
         QCOMPARE(settings.openSettingsOf(group->id), "group");
         QCOMPARE(settings.chatId(), group->id);
         QCOMPARE(settings.openSettingsOf(direct->id), "person");
-        QVERIFY(alice->profileUser && alice->profileUser->id == bob->me->id);
+        QVERIFY(alice->profileUser() && alice->profileUser()->id == bob->me()->id);
         await(alice->openSavedMessages());
-        QCOMPARE(settings.openSettingsOf(*alice->savedChatId), QString());
+        QCOMPARE(settings.openSettingsOf(*alice->savedChatId()), QString());
         QCOMPARE(settings.openSettingsOf(999999), QString());
     }
 
@@ -190,8 +190,8 @@ private slots:
 
         // Bob's client is connected: online, and what device it was.
         UserProfileModel profile(alice.get());
-        people.showProfile(bob->me->id);
-        QCOMPARE(profile.userId(), bob->me->id);
+        people.showProfile(bob->me()->id);
+        QCOMPARE(profile.userId(), bob->me()->id);
         QTRY_COMPARE_WITH_TIMEOUT(profile.presence(), QString("Online"), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(!profile.lastConnected().isEmpty(), 5000);
         QVERIFY2(profile.lastConnected().startsWith("Last connected: Mac · app "),
@@ -203,7 +203,7 @@ private slots:
         QVERIFY(!profile.online());
 
         profile.startConversation();
-        QTRY_VERIFY_WITH_TIMEOUT(!alice->profileUser, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!alice->profileUser(), 5000);
         QVERIFY(alice->selectedChatId());
         QVERIFY(isDirectWith(*alice, *alice->selectedChatId(), carol->user.id));
 

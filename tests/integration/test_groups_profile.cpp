@@ -7,6 +7,7 @@
 #include "support/ClientEnv.h"
 #include "support/ServerClient.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 #include "ui/PinnedImageLoader.h"
 
 #include <QBuffer>
@@ -114,20 +115,20 @@ private slots:
 
         // Roles come with every resync (or with the newer load a live event started).
         await(alice->resync());
-        QTRY_COMPARE_WITH_TIMEOUT(alice->groupRole(group->id, alice->me->id), GroupRole::owner,
+        QTRY_COMPARE_WITH_TIMEOUT(alice->groupRole(group->id, alice->me()->id), GroupRole::owner,
                                   5000);
         QCOMPARE(alice->groupRole(group->id, carol->user.id), GroupRole::user);
         QVERIFY(alice->canManageGroup(group->id));
         await(alice->setGroupRole(group->id, carol->user.id, GroupRole::admin));
         QCOMPARE(alice->groupRole(group->id, carol->user.id), GroupRole::admin);
-        alice->groupRoles.clear();
+        seam(alice).groupRoles().clear();
         await(alice->loadGroupRoles());
         QCOMPARE(alice->groupRole(group->id, carol->user.id), GroupRole::admin);
 
         await(alice->removeChatMember(group->id, carol->user));
         QCOMPARE(alice->chat(group->id)->members.size(), 2);
         // Bob is no owner: his attempt to remove alice is refused.
-        QVERIFY(failureOf(bob->api.removeChatMember(group->id, alice->me->id))
+        QVERIFY(failureOf(bob->api.removeChatMember(group->id, alice->me()->id))
                     .contains("owner or admins"));
 
         await(alice->setTavikAgent(group->id, true));
@@ -140,10 +141,10 @@ private slots:
     }
 
     void leavingAGroup() {
-        const ChatSummary theirs = await(bob->api.createGroup("Bob's", {alice->me->id}));
+        const ChatSummary theirs = await(bob->api.createGroup("Bob's", {alice->me()->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(theirs.id), 5000);
         alice->setSelectedChatId(theirs.id);
-        await(alice->removeChatMember(theirs.id, *alice->me));
+        await(alice->removeChatMember(theirs.id, *alice->me()));
         QVERIFY(!alice->chat(theirs.id));
         QVERIFY(!alice->selectedChatId());
     }
@@ -151,7 +152,7 @@ private slots:
     void joiningByCode() {
         const ChatSummary open = await(bob->api.createGroup("Open house", {}));
         const QString code = *await(bob->api.rotateInvite(open.id)).code;
-        const Api aliceApi(alice->api()->base, alice->token);
+        const Api aliceApi(alice->api()->base, alice->token());
         const ChatSummary joined = await(aliceApi.joinByCode(code));
         QCOMPARE(joined.id, open.id);
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(open.id), 5000); // "chatUpdated"
@@ -163,13 +164,13 @@ private slots:
         QVERIFY(direct);
         QCOMPARE(await(alice->startDirect(bob->user))->id, direct->id); // the same one again
         await(alice->openSavedMessages());
-        QVERIFY(alice->savedChatId);
-        QCOMPARE(alice->selectedChatId(), alice->savedChatId);
-        QVERIFY(alice->isSavedMessages(*alice->chat(*alice->savedChatId)));
-        const qint64 saved = *alice->savedChatId;
-        alice->savedChatId.reset();
+        QVERIFY(alice->savedChatId());
+        QCOMPARE(alice->selectedChatId(), alice->savedChatId());
+        QVERIFY(alice->isSavedMessages(*alice->chat(*alice->savedChatId())));
+        const qint64 saved = *alice->savedChatId();
+        seam(alice).savedChatId().reset();
         await(alice->openSavedMessages());
-        QCOMPARE(alice->savedChatId, saved); // found, not made twice
+        QCOMPARE(alice->savedChatId(), saved); // found, not made twice
 
         // No agent on this server.
         await(alice->ensureAgentChat());
@@ -179,12 +180,12 @@ private slots:
     void profileFields() {
         await(alice->updateProfileInfo("Rust", "Ten years"));
         await(alice->updateContact("alice@example.org", "+1 555 0100"));
-        QCOMPARE(alice->me->competence, "Rust");
-        QCOMPARE(alice->me->phone, "+1 555 0100");
+        QCOMPARE(alice->me()->competence, "Rust");
+        QCOMPARE(alice->me()->phone, "+1 555 0100");
         QCOMPARE(Prefs::shared().readJson<User>("me")->email, "alice@example.org");
         await(alice->updateUsername("bob"));
         QCOMPARE(alice->lastError(), "That name is taken — choose another");
-        QCOMPARE(alice->me->username, "alice");
+        QCOMPARE(alice->me()->username, "alice");
     }
 
     void addressesAreGeocoded() {
@@ -193,31 +194,31 @@ private slots:
         service.reply = R"([{"lat":"52.5200","lon":"13.4050","display_name":"Berlin"}])";
         QVERIFY(await(alice->updateAddress("Unter den Linden 1, Berlin")));
         QCOMPARE(service.queries, QStringList{"Unter den Linden 1, Berlin"});
-        QCOMPARE(alice->me->lat, 52.52);
-        QCOMPARE(alice->me->lon, 13.405);
-        QVERIFY(!alice->toast);
+        QCOMPARE(alice->me()->lat, 52.52);
+        QCOMPARE(alice->me()->lon, 13.405);
+        QVERIFY(!alice->toast());
 
         service.reply = "[]";
         QVERIFY(await(alice->updateAddress("Nowhere Lane 0")));
-        QCOMPARE(alice->me->address, "Nowhere Lane 0");
-        QCOMPARE(alice->toast, "Address saved, but it couldn't be located on the map");
+        QCOMPARE(alice->me()->address, "Nowhere Lane 0");
+        QCOMPARE(alice->toast(), "Address saved, but it couldn't be located on the map");
 
         // Clearing asks no service and sends no coordinates.
         QVERIFY(await(alice->updateAddress("")));
         QCOMPARE(service.queries.size(), 2);
-        QVERIFY(!alice->me->address);
+        QVERIFY(!alice->me()->address);
 
         // A service that cannot be reached: saved without a place.
         alice->setGeocoder(std::make_shared<NominatimGeocoder>(QUrl(kClosedServer)));
         QVERIFY(await(alice->updateAddress("Somewhere 5")));
-        QCOMPARE(alice->me->address, "Somewhere 5");
+        QCOMPARE(alice->me()->address, "Somewhere 5");
     }
 
     void pictures() {
         const QByteArray jpeg = photo();
         await(alice->uploadAvatar(jpeg));
-        QVERIFY(alice->me->avatarAt);
-        const auto mine = alice->avatarURL(alice->me->id);
+        QVERIFY(alice->me()->avatarAt);
+        const auto mine = alice->avatarURL(alice->me()->id);
         QVERIFY(mine);
         // Pictures are for those signed in; the views send the token along.
         ServerClient anyone(server->httpUrl());

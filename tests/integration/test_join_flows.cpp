@@ -16,7 +16,7 @@ namespace {
 QString titleOf(const Store& store, qint64 chatId) {
     const ChatSummary* chat = store.chat(chatId);
     if (!chat) return {};
-    return chat->displayTitle(store.me ? std::optional<qint64>(store.me->id) : std::nullopt);
+    return chat->displayTitle(store.me() ? std::optional<qint64>(store.me()->id) : std::nullopt);
 }
 
 // A fresh group of `owner`'s with an invite, in its sharable form.
@@ -54,7 +54,7 @@ private slots:
         const Account aliceThere = signIn(*other, "alice");
         directChat(bob, aliceThere);
         auto alice = launchSignedIn(*primary, "alice");
-        QVERIFY(alice->me);
+        QVERIFY(alice->me());
         AppModel model(alice.get());
         QVERIFY(model.openLink("velmarin://join?server=" + other->httpUrl()));
         QTRY_VERIFY_WITH_TIMEOUT(model.selectedChatId() != 0, 15000);
@@ -63,7 +63,7 @@ private slots:
         QCOMPARE(model.section(), QStringLiteral("Conversation"));
         QCOMPARE(alice->lastError(), std::nullopt);
         // Its history loads as for any conversation one opens.
-        QTRY_VERIFY_WITH_TIMEOUT(alice->messages.contains(model.selectedChatId()), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->messages().contains(model.selectedChatId()), 10000);
 
         // A link to the server the app is already on changes nothing.
         const int servers = alice->extraServers().size();
@@ -80,7 +80,7 @@ private slots:
         JoinViewModel& join = *model.join();
 
         // Carol knows nobody yet: the list offers a way in until "Not now".
-        QVERIFY(carol->chats.isEmpty());
+        QVERIFY(carol->chats().isEmpty());
         QVERIFY(join.showPrompt());
         QSignalSpy prompt(&join, &JoinViewModel::showPromptChanged);
         join.dismissPrompt();
@@ -136,8 +136,8 @@ private slots:
             vm.joinInvite(); // no name asked for
             QVERIFY(vm.busy());
             QTRY_VERIFY_WITH_TIMEOUT(!vm.busy(), 15000);
-            QVERIFY2(second.token, qPrintable(vm.errorText()));
-            QCOMPARE(second.me->id, first.user.id);
+            QVERIFY2(second.token(), qPrintable(vm.errorText()));
+            QCOMPARE(second.me()->id, first.user.id);
         }
 
         // On a third device the same code is spent: the server's reason shows.
@@ -148,7 +148,7 @@ private slots:
         again.setInviteCode(payload.qrString());
         again.joinInvite();
         QTRY_VERIFY_WITH_TIMEOUT(!again.busy(), 15000);
-        QVERIFY(!third.token);
+        QVERIFY(!third.token());
         QVERIFY(!again.errorText().isEmpty());
     }
 };

@@ -5,6 +5,7 @@
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 
 #include <QTest>
 
@@ -19,9 +20,9 @@ class TestKeyLogin : public QObject {
     std::unique_ptr<Store> signedInStore(const QString& name) {
         const LoginResponse login = await(Api(QUrl(server->httpUrl()), std::nullopt).login(name));
         auto store = std::make_unique<Store>(StoreOptions{0.01});
-        store->serverURLString = server->httpUrl();
-        store->token = login.token;
-        store->me = login.user;
+        seam(store).serverURLString() = server->httpUrl();
+        seam(store).token() = login.token;
+        seam(store).me() = login.user;
         store->persistMe();
         Prefs::shared().setValue("primaryBaseURL", server->httpUrl());
         return store;
@@ -40,11 +41,11 @@ private slots:
         QString keyToken;
         {
             auto store = signedInStore("alice");
-            const QString nameToken = *store->token;
+            const QString nameToken = *store->token();
             await(store->upgradeKeyAuth());
             QVERIFY(PinRegistry::shared().pin(QString("127.0.0.1:%1").arg(server->port())));
-            QVERIFY(store->token && *store->token != nameToken);
-            keyToken = *store->token;
+            QVERIFY(store->token() && *store->token() != nameToken);
+            keyToken = *store->token();
             QCOMPARE(Prefs::shared().string("token"), keyToken);
             QVERIFY(
                 Prefs::shared().boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value());
@@ -52,7 +53,7 @@ private slots:
         Store again({0.01}); // a relaunch: its own upgrade runs and must not register again
         QTRY_VERIFY_WITH_TIMEOUT(again.linkUp(0), 10000);
         await(again.upgradeKeyAuth());
-        QCOMPARE(*again.token, keyToken);
+        QCOMPARE(*again.token(), keyToken);
         // The key-bound token works over the pinned, upgraded address.
         QCOMPARE(await(again.api()->bootstrap()).me.username, "alice");
     }
@@ -75,9 +76,9 @@ private slots:
     void refusingKeychainKeepsTheNameToken() {
         DeviceKey::setStorage(DeviceKey::Storage::refusing);
         auto store = signedInStore("carol");
-        const QString nameToken = *store->token;
+        const QString nameToken = *store->token();
         await(store->upgradeKeyAuth());
-        QCOMPARE(*store->token, nameToken);
+        QCOMPARE(*store->token(), nameToken);
         QVERIFY(!Prefs::shared().boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))));
         QCOMPARE(failureOf(Api(store->api()->base, std::nullopt).keyLogin()), "no device key");
     }

@@ -5,6 +5,7 @@
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 #include "ui/LoginViewModel.h"
 
 #include <QSignalSpy>
@@ -35,7 +36,7 @@ class TestLoginViewModel : public QObject {
     }
 
     static bool hasChatTitled(const Store& store, const QString& title) {
-        for (const ChatSummary& c : store.chats)
+        for (const ChatSummary& c : store.chats())
             if (c.title == title) return true;
         return false;
     }
@@ -73,11 +74,11 @@ private slots:
         QVERIFY(vm.busy());
         waitIdle(vm);
         QCOMPARE(busy.size(), 2);
-        QVERIFY(store.token);
-        QCOMPARE(store.me->username, "alice");
+        QVERIFY(store.token());
+        QCOMPARE(store.me()->username, "alice");
         QCOMPARE(vm.name(), "alice");
         QCOMPARE(vm.step(), "name");
-        QCOMPARE(store.serverURLString, server->httpUrl());
+        QCOMPARE(store.serverURLString(), server->httpUrl());
     }
 
     void emptyNameDoesNothing() {
@@ -97,7 +98,7 @@ private slots:
         vm.setName("mallory");
         vm.submitName();
         waitIdle(vm);
-        QVERIFY(!store.token);
+        QVERIFY(!store.token());
         QCOMPARE(vm.step(), "code");
         // The failure shown up to then is not kept.
         QCOMPARE(vm.errorText(), QString());
@@ -147,10 +148,10 @@ private slots:
         vm.joinInvite();
         QVERIFY(vm.busy());
         waitIdle(vm);
-        QVERIFY2(store.token, qPrintable(vm.errorText()));
-        QCOMPARE(store.me->username, "Zoe");
-        QVERIFY(store.me->isGuest.value_or(false));
-        QCOMPARE(store.serverURLString, server->httpUrl());
+        QVERIFY2(store.token(), qPrintable(vm.errorText()));
+        QCOMPARE(store.me()->username, "Zoe");
+        QVERIFY(store.me()->isGuest.value_or(false));
+        QCOMPARE(store.serverURLString(), server->httpUrl());
         QVERIFY(hasChatTitled(store, "Guests welcome"));
     }
 
@@ -163,9 +164,9 @@ private slots:
         vm.setInviteCode(invite);
         vm.joinInvite();
         waitIdle(vm);
-        QVERIFY2(store.token, qPrintable(vm.errorText()));
-        QCOMPARE(store.me->username, "carol");
-        QVERIFY(!store.me->isGuest.value_or(false));
+        QVERIFY2(store.token(), qPrintable(vm.errorText()));
+        QCOMPARE(store.me()->username, "carol");
+        QVERIFY(!store.me()->isGuest.value_or(false));
         QVERIFY(hasChatTitled(store, "Named join"));
     }
 
@@ -177,7 +178,7 @@ private slots:
         vm.setInviteCode("nope@" + server->httpUrl());
         vm.joinInvite();
         waitIdle(vm);
-        QVERIFY(!store.token);
+        QVERIFY(!store.token());
         QVERIFY(!vm.errorText().isEmpty());
     }
 
@@ -188,19 +189,19 @@ private slots:
         vm.appear();
         QVERIFY(vm.autoProbing());
         waitIdle(vm);
-        QVERIFY(store.token);
-        QCOMPARE(store.me->username, server->options().owner);
+        QVERIFY(store.token());
+        QCOMPARE(store.me()->username, server->options().owner);
     }
 
     void noAutoLoginAfterLogout() {
         serverIsWellKnown();
         Store store;
-        store.suppressAutoLogin = true;
+        seam(store).suppressAutoLogin() = true;
         LoginViewModel vm(&store);
         vm.appear();
         QVERIFY(!vm.autoProbing());
         QTest::qWait(300);
-        QVERIFY(!store.token);
+        QVERIFY(!store.token());
     }
 
     void storedGuestAddressGivesTheHint() {

@@ -92,7 +92,7 @@ private slots:
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*server, "alice");
         bob = signIn(*server, "bob");
-        chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me->id}));
+        chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me()->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chat.id), 5000);
         alice->setSelectedChatId(chat.id);
         await(alice->openChat(chat.id));
@@ -136,7 +136,7 @@ private slots:
         QVERIFY(std::any_of(fractions.begin(), fractions.end(),
                             [](double f) { return f > 0 && f < 1; }));
         QVERIFY(transfers->progress().isEmpty());
-        QCOMPARE(alice->toast.value_or(QString()), QStringLiteral("Saved"));
+        QCOMPARE(alice->toast().value_or(QString()), QStringLiteral("Saved"));
     }
 
     // The other way round: alice's composer sends a file with a typed caption;

@@ -1,5 +1,5 @@
-#include "core/Notifier.h"
 #include "conversations/TimelineRows.h"
+#include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
@@ -72,8 +72,8 @@ private slots:
         QSignalSpy timelineResets(&timeline, &QAbstractItemModel::modelReset);
         QSignalSpy listResets(&list, &QAbstractItemModel::modelReset);
 
-        const ChatSummary quiet = await(bob->api.createGroup("Quiet", {alice->me->id}));
-        const ChatSummary busy = await(bob->api.createGroup("Busy", {alice->me->id}));
+        const ChatSummary quiet = await(bob->api.createGroup("Quiet", {alice->me()->id}));
+        const ChatSummary busy = await(bob->api.createGroup("Busy", {alice->me()->id}));
         QTRY_COMPARE_WITH_TIMEOUT(list.rowCount(), 2, 5000);
         for (int i = 0; i < 60; ++i)
             await(bob->api.send(busy.id, QString("m%1").arg(i)));
@@ -98,7 +98,7 @@ private slots:
         QCOMPARE(timeline.index(0).data(TimelineModel::IsMineRole).toBool(), true);
         QTRY_COMPARE_WITH_TIMEOUT(timeline.index(0).data(TimelineModel::ReadStateRole).toString(),
                                   "sent", 5000);
-        QVERIFY(await(bob->api.markRead(busy.id, alice->messages[busy.id].last().id)));
+        QVERIFY(await(bob->api.markRead(busy.id, alice->messages()[busy.id].last().id)));
         QTRY_COMPARE_WITH_TIMEOUT(timeline.index(0).data(TimelineModel::ReadStateRole).toString(),
                                   "read", 5000);
 
@@ -111,15 +111,15 @@ private slots:
         QCOMPARE(list.index(0).data(ChatListModel::UnreadRole).toInt(), 1);
 
         // The rows match the rules applied from scratch.
-        const auto rows = chatViewRows(chatViewMessages(alice->messages[busy.id]),
-                                       chatShowsSenders(*alice, busy.id), alice->me->id);
+        const auto rows = chatViewRows(chatViewMessages(alice->messages()[busy.id]),
+                                       chatShowsSenders(*alice, busy.id), alice->me()->id);
         QCOMPARE(timeline.rowCount(), rows.size());
         QCOMPARE(timelineResets.size(), 1);
         QCOMPARE(listResets.size(), 0);
     }
 
     void composerSendsImagesAndFiles() {
-        const ChatSummary chat = await(bob->api.createGroup("Media", {alice->me->id}));
+        const ChatSummary chat = await(bob->api.createGroup("Media", {alice->me()->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chat.id), 5000);
         alice->setSelectedChatId(chat.id);
         await(alice->openChat(chat.id));
@@ -137,7 +137,7 @@ private slots:
         QVERIFY(composer.uploadingMedia());
         QTRY_COMPARE_WITH_TIMEOUT(sent.size(), 1, 10000);
         QVERIFY(!composer.uploadingMedia());
-        const Message album = alice->messages[chat.id].last();
+        const Message album = alice->messages()[chat.id].last();
         QCOMPARE(album.text, "two pictures");
         QCOMPARE(album.album->size(), 2);
         QCOMPARE(album.album->at(0).width, 1280); // compressed: longest side 1280
@@ -148,7 +148,7 @@ private slots:
         composer.setImageCaption("see attached");
         composer.sendPendingFiles();
         QTRY_COMPARE_WITH_TIMEOUT(sent.size(), 2, 10000);
-        const QList<Message>& history = alice->messages[chat.id];
+        const QList<Message>& history = alice->messages()[chat.id];
         QCOMPARE(history.last().text, "see attached"); // the caption follows on its own
         const Message file = history[history.size() - 2];
         QCOMPARE(file.media->kind, "file");
@@ -165,7 +165,7 @@ private slots:
         composer.setDraft("hello again");
         composer.send();
         QTRY_COMPARE_WITH_TIMEOUT(sent.size(), 4, 5000);
-        QCOMPARE(alice->messages[chat.id].last().text, "hello again");
+        QCOMPARE(alice->messages()[chat.id].last().text, "hello again");
         QVERIFY(!composer.editing());
     }
 };

@@ -3,6 +3,7 @@
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -32,7 +33,7 @@ private slots:
         alice->setNotifier(notifier);
         QVERIFY(alice->linkUp(0));
         bob = signIn(*server, "bob");
-        chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me->id}));
+        chat = await(bob->api.createGroup(QTest::currentTestFunction(), {alice->me()->id}));
         QTRY_VERIFY_WITH_TIMEOUT(alice->chat(chat.id), 5000);
     }
 
@@ -53,16 +54,18 @@ private slots:
         await(alice->openChat(chat.id));
         alice->markRead(chat.id);
         alice->markRead(chat.id);
-        QTRY_COMPARE_WITH_TIMEOUT(bobStore->reads[chat.id].value(alice->me->id), first.id, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(bobStore->reads()[chat.id].value(alice->me()->id), first.id,
+                                  5000);
         QTest::qWait(200);
         QCOMPARE(heard, 1); // the second sent nothing
-        QCOMPARE(alice->reads[chat.id].value(alice->me->id), first.id);
-        QVERIFY(alice->readAt[chat.id].value(alice->me->id) > 0);
+        QCOMPARE(alice->reads()[chat.id].value(alice->me()->id), first.id);
+        QVERIFY(alice->readAt()[chat.id].value(alice->me()->id) > 0);
 
         // Looking at the conversation, each new message is read once, as it arrives.
         alice->setSelectedChatId(chat.id);
         const Message second = await(bob->api.send(chat.id, "two"));
-        QTRY_COMPARE_WITH_TIMEOUT(bobStore->reads[chat.id].value(alice->me->id), second.id, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(bobStore->reads()[chat.id].value(alice->me()->id), second.id,
+                                  5000);
         alice->markRead(chat.id);
         QTest::qWait(200);
         QCOMPARE(heard, 2);
@@ -75,9 +78,9 @@ private slots:
         pending.id = -3;
         pending.chatId = chat.id;
         pending.isPending = true;
-        alice->messages[chat.id] = {pending};
+        seam(alice).messages()[chat.id] = {pending};
         alice->markRead(chat.id);
-        QCOMPARE(alice->lastReadSent.value(chat.id), last.id);
+        QCOMPARE(alice->lastReadSent().value(chat.id), last.id);
         QCOMPARE(alice->chat(chat.id)->unread.value_or(0), 0);
     }
 
@@ -110,7 +113,7 @@ private slots:
         QCOMPARE(alice->badgeCount(), 1);
         QCOMPARE(notifier->badge(), 1);
         // Read on the phone: the notification goes here too.
-        const Api phone(alice->api()->base, alice->token);
+        const Api phone(alice->api()->base, alice->token());
         QVERIFY(await(phone.markRead(chat.id, m.id)));
         QTRY_VERIFY_WITH_TIMEOUT(notifier->delivered().isEmpty(), 5000);
         QCOMPARE(notifier->badge(), 0);

@@ -6,6 +6,7 @@
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 #include "ui/ChatActionsModel.h"
 #include "ui/ChatListModel.h"
 #include "ui/InviteViewModel.h"
@@ -81,7 +82,7 @@ private slots:
             QVERIFY2(s->start(), qPrintable(s->errorString()));
         env = std::make_unique<ClientEnv>();
         alice = launchSignedIn(*primary, "alice");
-        QVERIFY(alice->me);
+        QVERIFY(alice->me());
     }
 
     void cleanup() {
@@ -127,9 +128,9 @@ private slots:
     void serverStateFollowsTheServer() {
         Store& store = *alice;
         QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("connecting"));
-        store.serverAnswering.insert(7, false);
+        seam(store).serverAnswering().insert(7, false);
         QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("down"));
-        store.serverAnswering.insert(7, true);
+        seam(store).serverAnswering().insert(7, true);
         QCOMPARE(ServersViewModel::stateOf(store, 7), QStringLiteral("polling"));
     }
 
@@ -193,7 +194,7 @@ private slots:
     // This device's code, read from its QR by another device, pairs that
     // device with this account as one of its servers.
     void pairingCodePairsAnotherDevice() {
-        const qint64 aliceId = alice->me->id;
+        const qint64 aliceId = alice->me()->id;
         const Account bob = signIn(*primary, "bob");
         const ChatSummary shared = directChat(bob, signIn(*primary, "alice"));
         ServersViewModel mine(alice.get());
@@ -219,7 +220,7 @@ private slots:
         theirs.pair(text, "", "home");
         QTRY_COMPARE_WITH_TIMEOUT(added.count(), 1, 10000);
         QCOMPARE(names(theirs), QStringList{"home"});
-        QCOMPARE(carol->serverMeId.value(1), aliceId);
+        QCOMPARE(carol->serverMeId().value(1), aliceId);
         QTRY_VERIFY_WITH_TIMEOUT(carol->chat(IDCodec::encode(shared.id, 1)), 5000);
         // A code is good once.
         theirs.pair(text, "", "twice");
@@ -394,11 +395,11 @@ private slots:
         QCOMPARE(settings.count(), 1);
 
         // A group someone else owns stays, and the refusal shows as a notice.
-        const ChatSummary theirs = await(bob.api.createGroup("bob's", {alice->me->id}));
+        const ChatSummary theirs = await(bob.api.createGroup("bob's", {alice->me()->id}));
         await(alice->resync());
         QVERIFY(alice->chat(theirs.id));
         actions.deleteChat(theirs.id);
-        QTRY_VERIFY_WITH_TIMEOUT(alice->toast.has_value(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->toast().has_value(), 5000);
         QVERIFY(alice->chat(theirs.id));
 
         // Only a group takes people in by code.

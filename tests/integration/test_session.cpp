@@ -7,6 +7,7 @@
 #include "support/ClientEnv.h"
 #include "support/ServerClient.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 
 #include <QTest>
 #include <QWebSocket>
@@ -26,9 +27,9 @@ class TestSession : public QObject {
     // A store that has a session but no link, so only the test moves it.
     std::unique_ptr<Store> quietStore(const Account& account) {
         auto store = std::make_unique<Store>(StoreOptions{0.05});
-        store->serverURLString = server->httpUrl();
-        store->token = *account.api.token;
-        store->me = account.user;
+        seam(store).serverURLString() = server->httpUrl();
+        seam(store).token() = *account.api.token;
+        seam(store).me() = account.user;
         return store;
     }
 
@@ -53,11 +54,11 @@ private slots:
         Store store({0.05});
         QVERIFY(!store.api());
         await(store.login("alice"));
-        QVERIFY2(store.token, qPrintable(store.lastError().value_or("")));
-        QCOMPARE(store.serverURLString, server->httpUrl()); // the first that answered
+        QVERIFY2(store.token(), qPrintable(store.lastError().value_or("")));
+        QCOMPARE(store.serverURLString(), server->httpUrl()); // the first that answered
         QCOMPARE(Prefs::shared().string("primaryBaseURL"), server->httpUrl());
-        QCOMPARE(store.me->username, "alice");
-        QVERIFY(store.didBootstrap);
+        QCOMPARE(store.me()->username, "alice");
+        QVERIFY(store.didBootstrap());
         QVERIFY(Prefs::shared().readJson<User>("me"));
     }
 
@@ -70,17 +71,17 @@ private slots:
                  "This name isn't authorized on any reachable server — use an invite code.");
         await(store.login("mallory", server->httpUrl())); // the server's own words
         QVERIFY(store.lastError() && !store.lastError()->isEmpty());
-        QVERIFY(!store.token);
+        QVERIFY(!store.token());
     }
 
     void privateNetworkLoginAndItsGuards() {
         wellKnown(kClosedServer, kClosedServer, server->httpUrl());
         Store store({0.05});
-        store.suppressAutoLogin = true;
+        seam(store).suppressAutoLogin() = true;
         QVERIFY(!await(store.tailnetAutoLogin())); // after a logout: not at once
-        store.suppressAutoLogin = false;
+        seam(store).suppressAutoLogin() = false;
         QVERIFY(await(store.tailnetAutoLogin()));
-        QCOMPARE(store.me->username, "owner");
+        QCOMPARE(store.me()->username, "owner");
         QVERIFY(!await(store.tailnetAutoLogin())); // already signed in
     }
 
@@ -95,27 +96,27 @@ private slots:
 
         Store guest({0.05});
         await(guest.loginGuest("Zed", code + "@" + server->httpUrl()));
-        QVERIFY2(guest.token, qPrintable(guest.lastError().value_or("")));
-        QVERIFY(guest.me->isGuest.value_or(false));
+        QVERIFY2(guest.token(), qPrintable(guest.lastError().value_or("")));
+        QVERIFY(guest.me()->isGuest.value_or(false));
         QCOMPARE(Prefs::shared().string("guestServerURL"), server->httpUrl());
         QVERIFY(guest.chat(group.id));
         // The stored guest address wins at the next launch.
         Prefs::shared().setValue("primaryBaseURL", kClosedServer);
-        QCOMPARE(Store().serverURLString, server->httpUrl());
+        QCOMPARE(Store().serverURLString(), server->httpUrl());
     }
 
     void failedBootstrapKeepsEverything() {
         const Account alice = signIn(*server, "alice");
         auto store = quietStore(alice);
         await(store->resync());
-        const auto chats = store->chats;
-        const auto me = store->me;
-        store->serverURLString = kClosedServer;
+        const auto chats = store->chats();
+        const auto me = store->me();
+        seam(store).serverURLString() = kClosedServer;
         await(store->resync());
         QVERIFY(store->lastError()->startsWith("Can’t connect to"));
-        QCOMPARE(store->chats, chats);
-        QCOMPARE(store->me, me);
-        store->serverURLString = server->httpUrl();
+        QCOMPARE(store->chats(), chats);
+        QCOMPARE(store->me(), me);
+        seam(store).serverURLString() = server->httpUrl();
         await(store->resync());
         QVERIFY(!store->lastError()); // a good resync clears it
     }
@@ -130,9 +131,9 @@ private slots:
         await(store->openChat(chat.id));
         store->setSelectedChatId(chat.id);
         Message pending = old;
-        pending.id = store->nextTempId--;
+        pending.id = seam(store).nextTempId()--;
         pending.isPending = true;
-        store->messages[chat.id].push_back(pending);
+        seam(store).messages()[chat.id].push_back(pending);
 
         // A conversation of an extra server, with activity between two of ours.
         ChatSummary extra = chat;
@@ -140,27 +141,27 @@ private slots:
         extra.lastMessage = old;
         extra.lastMessage->chatId = extra.id;
         extra.lastMessage->createdAt = old.createdAt + 1;
-        store->chats.push_back(extra);
-        store->messages[extra.id] = {*extra.lastMessage};
+        seam(store).chats().push_back(extra);
+        seam(store).messages()[extra.id] = {*extra.lastMessage};
         const ChatSummary other = await(bob.api.createGroup("Unopened", {alice.user.id}));
         await(bob.api.send(other.id, "newer"));
-        store->messages[other.id] = {};
+        seam(store).messages()[other.id] = {};
 
         const Message newer1 = await(bob.api.send(chat.id, "after 1"));
         const Message newer2 = await(bob.api.send(chat.id, "after 2"));
         await(store->resync());
-        const QList<Message> timeline = store->messages[chat.id];
+        const QList<Message> timeline = store->messages()[chat.id];
         QCOMPARE(timeline.size(), 4);
         QCOMPARE(timeline[0].id, old.id);
         QVERIFY(timeline[1].isPending); // kept, with the newer ones appended behind it
         QCOMPARE(timeline[2].id, newer1.id);
         QCOMPARE(timeline[3].id, newer2.id);
         QVERIFY(store->chat(extra.id));
-        QVERIFY(store->messages.contains(extra.id));
+        QVERIFY(store->messages().contains(extra.id));
         // Other timelines of this server are dropped (a prefetch may already have refilled one).
-        QVERIFY(!store->messages.contains(other.id) || store->messages[other.id].size() == 1);
-        for (int i = 1; i < store->chats.size(); ++i)
-            QVERIFY(store->chats[i - 1].activityAt() >= store->chats[i].activityAt());
+        QVERIFY(!store->messages().contains(other.id) || store->messages()[other.id].size() == 1);
+        for (int i = 1; i < store->chats().size(); ++i)
+            QVERIFY(store->chats()[i - 1].activityAt() >= store->chats()[i].activityAt());
     }
 
     void logoutClearsExactlyItsList() {
@@ -186,7 +187,7 @@ private slots:
         const auto pins = PinRegistry::shared().allPins();
         QVERIFY(!pins.isEmpty());
         store->setChatDraft(1, "draft");
-        store->userActivity[1] = 5;
+        seam(store).userActivity()[1] = 5;
         store->setClaudeHostName(QStringLiteral("studio"));
         store->setSelectedChatId(7);
         store->openChatSettings(7);
@@ -203,32 +204,33 @@ private slots:
             QVERIFY2(prefs.contains(key), qPrintable(key));
         QVERIFY(prefs.boolean(Store::keyRegisteredKey(QUrl(server->httpUrl()))).value_or(false));
         QCOMPARE(PinRegistry::shared().allPins(), pins);
-        QVERIFY(!store->token && !store->me && !store->linkOpen(0) && !store->linkUp(0));
-        QVERIFY(store->chats.isEmpty() && store->users.isEmpty() && store->messages.isEmpty());
-        QCOMPARE(store->serverURLString, QString());
+        QVERIFY(!store->token() && !store->me() && !store->linkOpen(0) && !store->linkUp(0));
+        QVERIFY(store->chats().isEmpty() && store->users().isEmpty() &&
+                store->messages().isEmpty());
+        QCOMPARE(store->serverURLString(), QString());
         QVERIFY(!store->api());
         QCOMPARE(store->chatDrafts().value(1), "draft");
-        QCOMPARE(store->userActivity.value(1), 5);
-        QVERIFY(store->suppressAutoLogin);
+        QCOMPARE(store->userActivity().value(1), 5);
+        QVERIFY(store->suppressAutoLogin());
         QVERIFY(!await(store->tailnetAutoLogin()));
 
         // The next name login probes the well-known servers again.
         wellKnown(kClosedServer, server->httpUrl(), kClosedServer);
         await(store->login("bob"));
-        QCOMPARE(store->serverURLString, server->httpUrl());
-        QCOMPARE(store->me->username, "bob");
+        QCOMPARE(store->serverURLString(), server->httpUrl());
+        QCOMPARE(store->me()->username, "bob");
     }
 
     void enginesFromTheServerList() {
         Store store;
         store.applyAvailableEngines(QList<QString>{});
-        QCOMPARE(store.availableServerEngines,
+        QCOMPARE(store.availableServerEngines(),
                  QList<TranscriptionEngine>{TranscriptionEngine::whisper});
         store.setTranscriptionEngine(TranscriptionEngine::whisper);
         store.applyAvailableEngines(std::nullopt); // an old server: whisper
         QCOMPARE(store.transcriptionEngine(), TranscriptionEngine::whisper);
         store.applyAvailableEngines(QList<QString>{"apple", "unknown"});
-        QCOMPARE(store.availableServerEngines,
+        QCOMPARE(store.availableServerEngines(),
                  QList<TranscriptionEngine>{TranscriptionEngine::whisper});
     }
 };

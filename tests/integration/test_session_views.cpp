@@ -6,6 +6,7 @@
 #include "support/AgentTestKit.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 #include "ui/FolderBrowserModel.h"
 #include "ui/RemoteFilesModel.h"
 #include "ui/SessionSettingsModel.h"
@@ -199,7 +200,7 @@ private slots:
         QCOMPARE(settings.effort(), "max");
         QCOMPARE(settings.model(), picked);
         QVERIFY(changed.size() >= 4);
-        QTRY_VERIFY_WITH_TIMEOUT(m_store->pendingPrefSync.isEmpty(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(m_store->pendingPrefSync().isEmpty(), 10000);
         QTRY_COMPARE_WITH_TIMEOUT(hostPrefs().value("chrome").toBool(), true, 10000);
         const QJsonObject host = hostPrefs();
         QCOMPARE(host.value("perm").toString(), "ask");
@@ -209,9 +210,9 @@ private slots:
         // Values the view cannot name are dropped; an unknown model stays pickable.
         settings.setEffort(QStringLiteral("ultra"));
         QCOMPARE(settings.effort(), "max");
-        m_store->ccModelChoices[m_session] = QStringLiteral("claude-x");
+        seam(m_store).ccModelChoices()[m_session] = QStringLiteral("claude-x");
         QCOMPARE(settings.modelOptions().last().toMap().value("label").toString(), "claude-x");
-        m_store->ccModelChoices[m_session] = picked;
+        seam(m_store).ccModelChoices()[m_session] = picked;
     }
 
     void explorerListsAndViews() {

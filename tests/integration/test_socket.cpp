@@ -3,6 +3,7 @@
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -36,8 +37,8 @@ private slots:
         {
             const Account alice = signIn(*server, "alice");
             Store bare;
-            bare.serverURLString = server->httpUrl();
-            bare.token = *alice.api.token;
+            seam(bare).serverURLString() = server->httpUrl();
+            seam(bare).token() = *alice.api.token;
             bare.connectWS();
             QVERIFY(bare.linkOpen(0));
             QVERIFY(!bare.linkUp(0)); // nothing counts before the first pong
@@ -46,9 +47,9 @@ private slots:
         auto store = launchSignedIn(*server, "alice");
         QCOMPARE(store->link(0)->reconnectDelay(), 1.0);
         const Account bob = signIn(*server, "bob");
-        QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me->id), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me()->id), 5000);
         store->setAppActive(false);
-        QTRY_VERIFY_WITH_TIMEOUT(!serverSeesActive(bob, store->me->id), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!serverSeesActive(bob, store->me()->id), 5000);
     }
 
     void activeWhileDownArrivesWithTheNextFirstPong() {
@@ -61,7 +62,7 @@ private slots:
         QVERIFY(server->restart());
         QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0), 15000);
         const Account bob = signIn(*server, "bob");
-        QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me->id), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(serverSeesActive(bob, store->me()->id), 5000);
     }
 
     void backOffDoublesToFifteenAndAPongResetsIt() {
@@ -105,7 +106,7 @@ private slots:
 
         // Without a token nothing happens and the current socket stays.
         const int current = store->link(0)->attempts();
-        store->token.reset();
+        seam(store).token().reset();
         store->connectWS();
         QCOMPARE(store->link(0)->attempts(), current);
         QVERIFY(store->linkOpen(0));

@@ -4,6 +4,7 @@
 #include "support/Accounts.h"
 #include "support/ClientEnv.h"
 #include "support/ServerProcess.h"
+#include "support/StoreSeam.h"
 
 #include <QTest>
 #include <vector>
@@ -42,8 +43,8 @@ class TestTimelinePaging : public QObject {
     std::optional<Account> claude;
 
     ChatSummary freshGroup(const Account& owner) {
-        const ChatSummary c = await(
-            owner.api.createGroup(QTest::currentTestFunction(), {alice->me->id, claude->user.id}));
+        const ChatSummary c = await(owner.api.createGroup(QTest::currentTestFunction(),
+                                                          {alice->me()->id, claude->user.id}));
         if (!QTest::qWaitFor([&] { return alice->chat(c.id) != nullptr; }, 5000))
             qWarning("the new conversation did not arrive");
         return c;
@@ -78,12 +79,12 @@ private slots:
         const ChatSummary c = freshGroup(*bob);
         postMany(*bob, c.id, 50, "fifty");
         await(alice->openChat(c.id));
-        QCOMPARE(alice->messages[c.id].size(), 50);
-        QVERIFY(alice->hasMore.value(c.id));
+        QCOMPARE(alice->messages()[c.id].size(), 50);
+        QVERIFY(alice->hasMore().value(c.id));
         await(alice->loadOlder(c.id)); // the promised page is empty
-        QCOMPARE(alice->messages[c.id].size(), 50);
-        QVERIFY(!alice->hasMore.value(c.id));
-        QVERIFY(alice->hasMore.contains(c.id));
+        QCOMPARE(alice->messages()[c.id].size(), 50);
+        QVERIFY(!alice->hasMore().value(c.id));
+        QVERIFY(alice->hasMore().contains(c.id));
     }
 
     void pendingOnlyHistoryIgnoresTheNewestPage() {
@@ -92,14 +93,14 @@ private slots:
         Message pending;
         pending.id = -7;
         pending.chatId = c.id;
-        pending.senderId = alice->me->id;
+        pending.senderId = alice->me()->id;
         pending.text = "still sending";
         pending.isPending = true;
-        alice->messages[c.id] = {pending};
+        seam(alice).messages()[c.id] = {pending};
         await(alice->openChat(c.id));
-        QCOMPARE(alice->messages[c.id].size(), 1);
-        QCOMPARE(alice->messages[c.id].first().id, -7);
-        QCOMPARE(alice->hasMore.value(c.id, true), false); // updated from the page all the same
+        QCOMPARE(alice->messages()[c.id].size(), 1);
+        QCOMPARE(alice->messages()[c.id].first().id, -7);
+        QCOMPARE(alice->hasMore().value(c.id, true), false); // updated from the page all the same
     }
 
     // The link was down for some messages while newer ones already arrived
@@ -112,14 +113,14 @@ private slots:
         // instead of dropping it for a reload.
         alice->setSelectedChatId(c.id);
         await(alice->openChat(c.id));
-        QList<Message>& local = alice->messages[c.id];
+        QList<Message>& local = seam(alice).messages()[c.id];
         QCOMPARE(local.size(), 6);
         const qint64 kept = local[4].id;
         local[4].text = "edited here";
         local.removeAt(2); // missed while the link was down
         local.removeAt(1);
         await(alice->openChat(c.id));
-        const QList<Message>& after = alice->messages[c.id];
+        const QList<Message>& after = alice->messages()[c.id];
         QCOMPARE(after.size(), 6);
         for (int i = 1; i < after.size(); ++i)
             QVERIFY(after[i - 1].id < after[i].id);
@@ -133,7 +134,7 @@ private slots:
         const ChatSummary c = freshGroup(*bob);
         const Message m = await(bob->api.send(c.id, "nobody has opened this"));
         QTRY_COMPARE_WITH_TIMEOUT(alice->chat(c.id)->lastMessage->id, m.id, 5000);
-        QVERIFY(!alice->messages.contains(c.id));
+        QVERIFY(!alice->messages().contains(c.id));
         QCOMPARE(alice->latestVisibleMessage(c.id)->id, m.id);
     }
 
@@ -144,9 +145,9 @@ private slots:
         postMany(*claude, c.id, 1100, control);
         await(alice->openChat(c.id));
         // The newest page and twenty more, all control traffic: nothing to show, and it stops.
-        QCOMPARE(alice->messages[c.id].size(), 50 * 21);
+        QCOMPARE(alice->messages()[c.id].size(), 50 * 21);
         QCOMPARE(alice->visibleMessageCount(c.id), 0);
-        QVERIFY(alice->hasMore.value(c.id));
+        QVERIFY(alice->hasMore().value(c.id));
         // The list still shows something a person can read.
         QVERIFY(!alice->latestVisibleMessage(c.id) ||
                 !alice->latestVisibleMessage(c.id)->isCCControl());
@@ -157,16 +158,16 @@ private slots:
         const Message first = await(bob->api.send(c.id, "first"));
         const Message second = await(bob->api.send(c.id, "second"));
         await(alice->openChat(c.id));
-        QTRY_COMPARE_WITH_TIMEOUT(alice->visiblePreview.value(c.id).id, second.id, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(alice->visiblePreview().value(c.id).id, second.id, 5000);
         const QString control = Config::ccControlPrefix.toString() + "{}";
         const Message hidden = await(claude->api.send(c.id, control));
-        QTRY_VERIFY_WITH_TIMEOUT(alice->messages[c.id].last().id == hidden.id, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(alice->messages()[c.id].last().id == hidden.id, 5000);
         await(bob->api.deleteMessage(second.id));
         // The newest visible real message of the history takes over, not the control message.
-        QTRY_COMPARE_WITH_TIMEOUT(alice->visiblePreview.value(c.id).id, first.id, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(alice->visiblePreview().value(c.id).id, first.id, 5000);
         QCOMPARE(alice->latestVisibleMessage(c.id)->id, first.id);
         await(bob->api.deleteMessage(first.id));
-        QTRY_VERIFY_WITH_TIMEOUT(!alice->visiblePreview.contains(c.id), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!alice->visiblePreview().contains(c.id), 5000);
         // With no preview left the list falls back to the server's summary as it last came.
         QCOMPARE(alice->latestVisibleMessage(c.id)->id, alice->chat(c.id)->lastMessage->id);
     }

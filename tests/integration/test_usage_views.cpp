@@ -29,7 +29,7 @@ QVariantMap cardOf(const QVariantMap& account, const QString& shortName) {
 }
 
 qint64 chatTitled(const Store& store, const QString& title) {
-    for (const ChatSummary& chat : store.chats)
+    for (const ChatSummary& chat : store.chats())
         if (chat.title == title) return chat.id;
     return 0;
 }

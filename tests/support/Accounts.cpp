@@ -107,7 +107,7 @@ std::unique_ptr<Store> launchSignedIn(const ServerProcess& server, const QString
     };
     const bool settled = QTest::qWaitFor(
         [&] {
-            return store->linkUp(0) && store->didBootstrap && !store->resyncRunning() &&
+            return store->linkUp(0) && store->didBootstrap() && !store->resyncRunning() &&
                    Prefs::shared().boolean(registered).value_or(false) && onlyCurrentSocket();
         },
         15000);

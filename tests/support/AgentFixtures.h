@@ -6,6 +6,7 @@
 
 #include "store/Store.h"
 #include "support/HostEcho.h"
+#include "support/StoreSeam.h"
 
 #include <QJsonDocument>
 #include <memory>
@@ -55,16 +56,16 @@ inline ChatSummary selfChat() {
 // A signed-in store with a session and the self-conversation, no server.
 inline std::unique_ptr<Store> offlineStore(double timeScale = 0.01) {
     auto store = std::make_unique<Store>(StoreOptions{timeScale});
-    store->me = user(meId, "me");
-    store->chats = {session(), selfChat()};
+    seam(store).me() = user(meId, "me");
+    seam(store).chats() = {session(), selfChat()};
     return store;
 }
 
 // The same store, pointed at a HostEcho peer.
 inline std::unique_ptr<Store> storeOn(const HostEcho& echo, double timeScale = 0.01) {
     auto store = offlineStore(timeScale);
-    store->serverURLString = echo.url();
-    store->token = QStringLiteral("t");
+    seam(store).serverURLString() = echo.url();
+    seam(store).token() = QStringLiteral("t");
     return store;
 }
 

@@ -4,6 +4,7 @@
 #include "core/Translations.h"
 #include "model/Config.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
 #include "ui/Icons.h"
@@ -139,13 +140,13 @@ class TestQmlLoad : public QObject {
     bool start(bool signedIn) {
         store = std::make_unique<Store>();
         if (signedIn) {
-            store->token = QStringLiteral("token");
+            seam(store).token() = QStringLiteral("token");
             User me;
             me.id = 1;
             me.username = QStringLiteral("ana");
-            store->me = me;
-            store->chats = {chatWith(10, "Release train", 3), chatWith(11, "Design review", 120),
-                            chatWith(12, "Ops")};
+            seam(store).me() = me;
+            seam(store).chats() = {chatWith(10, "Release train", 3),
+                                   chatWith(11, "Design review", 120), chatWith(12, "Ops")};
         }
         model = std::make_unique<AppModel>(store.get());
         engine = std::make_unique<QQmlApplicationEngine>();
@@ -161,7 +162,7 @@ class TestQmlLoad : public QObject {
 
     // Opens conversation 11 with `count` messages and waits for its view.
     QQuickItem* openConversation(int count) {
-        store->messages.insert(11, history(11, count));
+        seam(store).messages().insert(11, history(11, count));
         model->selectChat(11);
         QQuickItem* list = nullptr;
         if (!QTest::qWaitFor([&] { return (list = find("timelineList")) != nullptr; }, 3000))
@@ -364,7 +365,7 @@ private slots:
     // a deploy; then the review of the queue and the reset confirmation open.
     QQuickItem* openAgentSession() {
         const qint64 chatId = 20;
-        User me = *store->me;
+        User me = *store->me();
         User claude;
         claude.id = 2;
         claude.username = QStringLiteral("Claude Code");
@@ -403,12 +404,12 @@ private slots:
                            "CCSEEN=4\n\x02"
                            "CCCHROME=1"));
         session.lastMessage = list.last();
-        store->chats.push_back(session);
-        store->messages.insert(chatId, list);
+        seam(store).chats().push_back(session);
+        seam(store).messages().insert(chatId, list);
         for (const Message& m : list)
             store->captureCCMarkers(m);
-        store->builds.insert(chatId,
-                             BuildStatus{QStringLiteral("building"), 40, QStringLiteral("web")});
+        seam(store).builds().insert(
+            chatId, BuildStatus{QStringLiteral("building"), 40, QStringLiteral("web")});
         emit store->chatsReset();
         model->selectChat(chatId);
         QQuickItem* bar = nullptr;
@@ -503,7 +504,7 @@ private slots:
         QTest::keyClick(window, Qt::Key_Up);
         QVERIFY(composer->editing());
         QCOMPARE(composer->editTarget()->id, qint64(8));
-        QCOMPARE(composer->draft(), store->messages[11][7].text);
+        QCOMPARE(composer->draft(), seam(store).messages()[11][7].text);
         QTest::keyClick(window, Qt::Key_Escape);
         QVERIFY(!composer->editing());
         QTest::keyClick(window, Qt::Key_Escape);
@@ -528,12 +529,12 @@ private:
     // A group of three where ana's newest message was read by bob, bob's
     // message has reactions and one of ana's is a file.
     void openGroupWithFileAndReactions() {
-        User ana = *store->me, bob, carol;
+        User ana = *store->me(), bob, carol;
         bob.id = 2;
         bob.username = QStringLiteral("bob");
         carol.id = 3;
         carol.username = QStringLiteral("carol");
-        store->chats[1].members = {ana, bob, carol};
+        seam(store).chats()[1].members = {ana, bob, carol};
         QList<Message> list = history(11, 8);
         MediaInfo file;
         file.kind = QStringLiteral("file");
@@ -542,8 +543,8 @@ private:
         list[3].media = file; // id 4, ana's
         list[6].reactions = QList<Reaction>{{QStringLiteral("👍"), {1, 3}},
                                             {QStringLiteral("🎉"), {3}}}; // id 7, bob's
-        store->reads[11][2] = 8;
-        store->messages.insert(11, list);
+        seam(store).reads()[11][2] = 8;
+        seam(store).messages().insert(11, list);
         model->selectChat(11);
     }
 
@@ -721,7 +722,7 @@ private slots:
         bob.id = 2;
         bob.username = QStringLiteral("bob");
         bob.email = QStringLiteral("bob@example.com");
-        store->users = {bob};
+        seam(store).users() = {bob};
         QVERIFY(model->openLink("velmarin://user/bob"));
         QObject* sheet = window->findChild<QObject*>(QStringLiteral("profileSheet"));
         QVERIFY(sheet);
@@ -732,7 +733,7 @@ private slots:
         model->setLanguage("en");
         QTest::keyClick(window, Qt::Key_Escape);
         QTRY_VERIFY(!sheet->property("visible").toBool());
-        QVERIFY(!store->profileUser);
+        QVERIFY(!store->profileUser());
 
         QVERIFY(model->openLink("velmarin://copy/a%2Fb"));
         QCOMPARE(model->toast(), QStringLiteral("Copied"));
@@ -775,7 +776,7 @@ private slots:
         User bob;
         bob.id = 2;
         bob.username = QStringLiteral("bob");
-        store->users = {bob};
+        seam(store).users() = {bob};
         const auto openSheet = [&](const char* sheetName, const char* objectName) -> QObject* {
             model->openSheet(QString::fromLatin1(sheetName));
             QObject* sheet = window->findChild<QObject*>(QString::fromLatin1(objectName));
@@ -800,7 +801,7 @@ private slots:
         expectNamedControls();
         QVERIFY(closeSheet(add));
         // No server answers here: the pairing sheet says so.
-        store->serverURLString = QStringLiteral("http://127.0.0.1:1");
+        seam(store).serverURLString() = QStringLiteral("http://127.0.0.1:1");
         QObject* pairing = openSheet("pairing", "pairingSheet");
         QVERIFY(pairing);
         QTRY_COMPARE(model->servers()->pairingState(), QStringLiteral("failed"));
@@ -885,11 +886,11 @@ private slots:
         User agent;
         agent.id = 3;
         agent.username = QStringLiteral("Claude");
-        store->users = {*store->me, bob, agent};
-        store->agentId = 3;
-        store->onlineUserIds = {2};
-        store->chats[0].members = {*store->me, bob};
-        store->groupRoles[10] = {{1, GroupRole::owner}, {2, GroupRole::admin}};
+        seam(store).users() = {*store->me(), bob, agent};
+        seam(store).agentId() = 3;
+        seam(store).onlineUserIds() = {2};
+        seam(store).chats()[0].members = {*store->me(), bob};
+        seam(store).groupRoles()[10] = {{1, GroupRole::owner}, {2, GroupRole::admin}};
         emit store->usersChanged();
         model->setLanguage("de");
         QHash<QString, QString> german;
@@ -944,7 +945,7 @@ private slots:
         ChatSummary direct = chatWith(13, QString());
         direct.kind = QStringLiteral("direct");
         direct.title.reset();
-        direct.members = {*store->me, bob};
+        direct.members = {*store->me(), bob};
         store->upsertChat(direct);
         model->chatActions()->openSettings(13);
         QObject* profile = opened("profileSheet");

@@ -2,6 +2,7 @@
 #include "model/Config.h"
 #include "store/Store.h"
 #include "support/Frames.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
 #include "ui/Icons.h"
@@ -55,14 +56,14 @@ class TestTimelineView : public QObject {
     // its newest message.
     bool open() {
         store = std::make_unique<Store>();
-        store->token = QStringLiteral("token");
-        store->me = me;
-        store->chats = {conversation(kChat, {me, claude})};
+        seam(store).token() = QStringLiteral("token");
+        seam(store).me() = me;
+        seam(store).chats() = {conversation(kChat, {me, claude})};
         QList<Message> history;
         for (int i = 0; i < 40; ++i)
             history << next(i % 2 ? me : claude,
                             QStringLiteral("Message %1\nwith a second line").arg(i));
-        store->messages.insert(kChat, history);
+        seam(store).messages().insert(kChat, history);
         model = std::make_unique<AppModel>(store.get());
         engine = std::make_unique<QQmlApplicationEngine>();
         AppModel::configureEngine(*engine);

@@ -2,6 +2,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
@@ -82,7 +83,7 @@ private slots:
         };
         auto store = storeOn(echo);
         store->setClaudeUsage(usageOf("main@x.example"));
-        store->macNamedAccounts = {named("held@x.example")};
+        seam(store).macNamedAccounts() = {named("held@x.example")};
         store->setServerClaudeEmail({{0, "main@x.example"}, {3, "far@x.example"}});
         const auto outcome = QCoro::waitFor(store->switchChatAccount(sessionId, target));
         QCOMPARE(outcome.value_or("nil"), result);
@@ -95,7 +96,7 @@ private slots:
         HostEcho echo;
         echo.host = [](const QJsonObject&) { return QJsonObject{{"ok", true}}; };
         auto store = storeOn(echo);
-        store->macChatAccounts = {{sessionId, "held@x.example"}};
+        seam(store).macChatAccounts() = {{sessionId, "held@x.example"}};
         store->setServerClaudeEmail({{0, "main@x.example"}});
         QVERIFY(!QCoro::waitFor(store->switchChatAccount(sessionId, QString("main@x.example"))));
         QCOMPARE(requestsFor(echo, "setaccount").first().value("email").toString(), "");
@@ -141,14 +142,14 @@ private slots:
         QCOMPARE(store->chatAccountEmail(sessionId), "main@x.example");
         store->setClaudeUsage(usageOf("usage@x.example"));
         QCOMPARE(store->chatAccountEmail(sessionId), "usage@x.example");
-        store->macChatAccounts = {{sessionId, "held@x.example"}};
+        seam(store).macChatAccounts() = {{sessionId, "held@x.example"}};
         QCOMPARE(store->chatAccountEmail(sessionId), "held@x.example");
         const qint64 onTwo = IDCodec::encode(5, 2);
         QCOMPARE(store->chatAccountEmail(onTwo), "linux@x.example");
-        store->serverChatAccounts[2] = {{onTwo, "moved@x.example"}};
+        seam(store).serverChatAccounts()[2] = {{onTwo, "moved@x.example"}};
         QCOMPARE(store->chatAccountEmail(onTwo), "moved@x.example");
         QVERIFY(!store->chatClientAnswering(onTwo));
-        store->serverAnswering[2] = true;
+        seam(store).serverAnswering()[2] = true;
         QVERIFY(store->chatClientAnswering(onTwo));
     }
 
@@ -156,10 +157,10 @@ private slots:
         auto store = offlineStore();
         QVERIFY(store->claudeClients().isEmpty());
         QVERIFY(!store->hasMacRunner());
-        store->claudeHostOnline = true;
+        seam(store).claudeHostOnline() = true;
         store->setServerPlatform({{0, "linux"}});
         store->setServerClaudeEmail({{0, "Main@x.example"}, {4, "main@x.example"}});
-        store->macNamedAccounts = {named("held@x.example"), named("MAIN@x.example")};
+        seam(store).macNamedAccounts() = {named("held@x.example"), named("MAIN@x.example")};
         const QList<ClaudeClient> clients = store->claudeClients();
         QCOMPARE(clients.size(), 1);
         QCOMPARE(clients[0].name, "Server");

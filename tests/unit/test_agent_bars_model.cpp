@@ -6,6 +6,7 @@
 #include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/ShadowRows.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 #include "ui/AgentBarsModel.h"
 #include "ui/TimelineModel.h"
@@ -98,14 +99,15 @@ class TestAgentBarsModel : public QObject {
     }
 
     void setWorking(qint64 processing, qint64 seen) {
-        QList<Message> list = store->messages.value(sessionId);
+        QList<Message> list = store->messages().value(sessionId);
         list.last().text = working(processing, seen);
         setHistory(sessionId, list);
     }
 
     void setHistory(qint64 chatId, const QList<Message>& list) {
-        store->messages.insert(chatId, list);
-        if (!list.isEmpty()) store->chats[chatId == sessionId ? 0 : 1].lastMessage = list.last();
+        seam(store).messages().insert(chatId, list);
+        if (!list.isEmpty())
+            seam(store).chats()[chatId == sessionId ? 0 : 1].lastMessage = list.last();
         for (const Message& m : list)
             store->captureCCMarkers(m);
         emit store->timelineChanged(chatId, {TimelineChange::reset, 0, 0});
@@ -118,10 +120,10 @@ private slots:
         User u;
         u.id = me;
         u.username = QStringLiteral("ana");
-        store->me = u;
-        store->agentId = 99;
-        store->botIds = {helper};
-        store->chats = {direct(sessionId), direct(otherId)};
+        seam(store).me() = u;
+        seam(store).agentId() = 99;
+        seam(store).botIds() = {helper};
+        seam(store).chats() = {direct(sessionId), direct(otherId)};
         // In the app's order: the timeline hears of a new selection first.
         timeline = std::make_unique<TimelineModel>(store.get());
         bars = std::make_unique<AgentBarsModel>(store.get());
@@ -193,7 +195,7 @@ private slots:
 
         // The host edits its working message in place: the badges follow.
         ShadowRows shown(timeline.get(), shownBadge, {TimelineModel::AgentBadgeRole});
-        QList<Message> list = store->messages.value(sessionId);
+        QList<Message> list = store->messages().value(sessionId);
         list.last().text = QStringLiteral("💭 Claude is working…\nNext\nCCMSG=4\nCCSEEN=4");
         setHistory(sessionId, list);
         QCOMPARE(shown.rows[timeline->rowOfMessage(3)], QStringLiteral("/"));
@@ -298,9 +300,9 @@ private slots:
         QVERIFY(!bars->stopRequested());
 
         // A large context an idle hour and more after the person's last word.
-        store->ccContextStats.insert(sessionId, CCContextStat{612400, 0, 0, 0});
-        store->userActivity.insert(sessionId,
-                                   QDateTime::currentMSecsSinceEpoch() - 3 * 3600 * 1000);
+        seam(store).ccContextStats().insert(sessionId, CCContextStat{612400, 0, 0, 0});
+        seam(store).userActivity().insert(sessionId,
+                                          QDateTime::currentMSecsSinceEpoch() - 3 * 3600 * 1000);
         emit store->ccStateChanged(sessionId);
         QVERIFY(bars->showIdleReset());
         QCOMPARE(bars->contextText(), QStringLiteral("Context 612k token"));
@@ -310,7 +312,7 @@ private slots:
         store->setSelectedChatId(otherId);
         store->setSelectedChatId(sessionId);
         QVERIFY(bars->showIdleReset());
-        store->ccContextStats.insert(sessionId, CCContextStat{2500000, 0, 0, 0});
+        seam(store).ccContextStats().insert(sessionId, CCContextStat{2500000, 0, 0, 0});
         QCOMPARE(bars->contextShare(), 1.0);
     }
 

@@ -3,6 +3,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QJsonDocument>
@@ -103,8 +104,8 @@ private slots:
         QTest::qWait(100);
         store->handleEvent(buildFrame(sessionId, "building", 60), 0);
         QTest::qWait(120); // the first timer has fired, the second not yet
-        QCOMPARE(store->builds.value(sessionId).percent, 60);
-        QTRY_VERIFY_WITH_TIMEOUT(!store->builds.contains(sessionId), 1000);
+        QCOMPARE(store->builds().value(sessionId).percent, 60);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->builds().contains(sessionId), 1000);
     }
 
     void pollPushesOutAPendingClear() {
@@ -112,32 +113,32 @@ private slots:
         store->handleEvent(buildFrame(sessionId, "building"), 0);
         store->syncBuilds(QMap<QString, BuildStatus>{{"42", status("deploying")}}, 0);
         QTest::qWait(300);
-        QCOMPARE(store->builds.value(sessionId).state, "deploying");
+        QCOMPARE(store->builds().value(sessionId).state, "deploying");
     }
 
     void doneRemovesAndMovesTheGeneration() {
         auto store = offlineStore();
         store->handleEvent(buildFrame(sessionId, "done"), 0);
-        QCOMPARE(store->buildClearGen.value(sessionId), 1);
+        QCOMPARE(store->buildClearGen().value(sessionId), 1);
         store->handleEvent(buildFrame(sessionId, "building"), 0);
         store->handleEvent(buildFrame(sessionId, "idle"), 0);
-        QVERIFY(!store->builds.contains(sessionId));
-        QCOMPARE(store->buildClearGen.value(sessionId), 3);
+        QVERIFY(!store->builds().contains(sessionId));
+        QCOMPARE(store->buildClearGen().value(sessionId), 3);
     }
 
     void pollIsTheTruthForItsServerOnly() {
         auto store = offlineStore();
         const qint64 onTwo = IDCodec::encode(5, 2);
-        store->builds = {{onTwo, status("building")}, {9, status("building")}};
+        seam(store).builds() = {{onTwo, status("building")}, {9, status("building")}};
         store->syncBuilds(QMap<QString, BuildStatus>{{"42", status("queued")}, {"x", status("a")}},
                           0);
-        QCOMPARE(store->builds.keys().size(), 2);
-        QVERIFY(store->builds.contains(onTwo));
-        QVERIFY(!store->builds.contains(9));
+        QCOMPARE(store->builds().keys().size(), 2);
+        QVERIFY(store->builds().contains(onTwo));
+        QVERIFY(!store->builds().contains(9));
         store->syncBuilds(QMap<QString, BuildStatus>{{"5", status("deploying")}}, 2);
-        QCOMPARE(store->builds.value(onTwo).state, "deploying");
+        QCOMPARE(store->builds().value(onTwo).state, "deploying");
         store->syncBuilds(std::nullopt, 0);
-        QCOMPARE(store->builds.keys(), QList<qint64>{onTwo});
+        QCOMPARE(store->builds().keys(), QList<qint64>{onTwo});
     }
 
     void bootstrapAndPollFillBuilds() {
@@ -149,38 +150,38 @@ private slots:
         reply.chats = {session()};
         reply.builds = QMap<QString, BuildStatus>{{"42", status("queued")}};
         store->mergeBootstrap(reply);
-        QCOMPARE(store->builds.value(sessionId).state, "queued");
+        QCOMPARE(store->builds().value(sessionId).state, "queued");
         store->ensureConnected(); // the shell's call when the app becomes active
-        QVERIFY(store->buildPollStarted);
-        QTRY_COMPARE_WITH_TIMEOUT(store->builds.value(sessionId).percent, 30, 2000);
+        QVERIFY(store->buildPollStarted());
+        QTRY_COMPARE_WITH_TIMEOUT(store->builds().value(sessionId).percent, 30, 2000);
         echo.builds = {};
-        QTRY_VERIFY_WITH_TIMEOUT(store->builds.isEmpty(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(store->builds().isEmpty(), 2000);
     }
 
     void latestDeployFromThreeSources() {
         auto store = offlineStore();
         QVERIFY(!store->latestDeploy(sessionId));
-        store->messages[sessionId] = {
+        seam(store).messages()[sessionId] = {
             message(50, agentMember, deployLine("https://a.example/x", "A"))};
         QCOMPARE(store->latestDeploy(sessionId)->msgId, 50);
-        store->chats[0].lastMessage =
+        seam(store).chats()[0].lastMessage =
             message(60, agentMember, deployLine("https://b.example", "B"));
         QCOMPARE(store->latestDeploy(sessionId)->target.label, "B");
         store->refreshGlobalDeploy();
-        QCOMPARE(store->lastGlobalDeployId, 60);
+        QCOMPARE(store->lastGlobalDeployId(), 60);
         // The message goes away; the record keeps the deploy.
-        store->messages[sessionId].clear();
-        store->chats[0].lastMessage.reset();
+        seam(store).messages()[sessionId].clear();
+        seam(store).chats()[0].lastMessage.reset();
         QCOMPARE(store->latestDeploy(sessionId)->msgId, 60);
         Store reloaded;
-        QCOMPARE(reloaded.deployByChat.value(sessionId).msgId, 60);
-        QCOMPARE(reloaded.lastGlobalDeploy->label, "B");
-        QCOMPARE(reloaded.lastGlobalDeployId, 60);
+        QCOMPARE(reloaded.deployByChat().value(sessionId).msgId, 60);
+        QCOMPARE(reloaded.lastGlobalDeploy()->label, "B");
+        QCOMPARE(reloaded.lastGlobalDeployId(), 60);
     }
 
     void deployTrackingFollowsEveryTimelineChange() {
         auto store = offlineStore();
-        store->messages[sessionId] = {};
+        seam(store).messages()[sessionId] = {};
         QVERIFY(!store->latestDeploy(sessionId)); // from here on the answer is kept and moved
         std::mt19937 random(7);
         for (int step = 0; step < 600; ++step) {
@@ -194,7 +195,7 @@ private slots:
                             roll == 2 ? deployLine(QString("https://d%1.example").arg(id))
                                       : QString("plain %1").arg(step)));
             std::optional<qint64> expected;
-            const QList<Message>& list = store->messages[sessionId];
+            const QList<Message>& list = store->messages()[sessionId];
             for (auto m = list.crbegin(); m != list.crend() && !expected; ++m)
                 if (m->deployTarget()) expected = m->id;
             const auto latest = store->latestDeploy(sessionId);
@@ -204,14 +205,14 @@ private slots:
 
     void seenDeployIsNoLongerActive() {
         auto store = offlineStore();
-        store->messages[sessionId] = {
+        seam(store).messages()[sessionId] = {
             message(50, agentMember, deployLine("https://a.example", "A"))};
         QCOMPARE(store->activeDeploy(sessionId)->label, "A");
         store->markDeploySeen(sessionId);
-        QCOMPARE(store->seenDeploy.value(sessionId), 50);
+        QCOMPARE(store->seenDeploy().value(sessionId), 50);
         QVERIFY(!store->activeDeploy(sessionId));
         QCOMPARE(store->latestDeploy(sessionId)->target.label, "A"); // the chip falls back to it
-        QCOMPARE(Store().seenDeploy.value(sessionId), 50);
+        QCOMPARE(Store().seenDeploy().value(sessionId), 50);
     }
 
     void notificationWaitsForTheQueue() {
@@ -222,7 +223,7 @@ private slots:
                     shown.push_back({QString::number(chatId), QString::number(msgId), title, body});
                 });
         // The deploy answered 40; the host works on 45 and 47 waits behind it.
-        store->messages[sessionId] = {
+        seam(store).messages()[sessionId] = {
             message(40, meId, "build it"),
             message(45, meId, "then this"),
             message(47, meId, "and this"),
@@ -238,19 +239,19 @@ private slots:
                  (QStringList{"42", "50", "Claude Code", "✅ Done — ready to preview · Staging"}));
         store->notifyDeployReadyIfNeeded(sessionId);
         QCOMPARE(shown.size(), 1); // once per deploy
-        QCOMPARE(Store().notifiedDeploy.value(sessionId), 50);
+        QCOMPARE(Store().notifiedDeploy().value(sessionId), 50);
     }
 
     void silencedNotificationsAnnounceNothing() {
         auto store = offlineStore();
         int shown = 0;
         connect(store.get(), &Store::deployReady, store.get(), [&] { ++shown; });
-        store->notifPrefs.muteAll = true;
-        store->messages[sessionId] = {
+        seam(store).notifPrefs().muteAll = true;
+        seam(store).messages()[sessionId] = {
             message(50, agentMember, deployLine("https://s.example", "", "app"))};
         store->notifyDeployReadyIfNeeded(sessionId);
         QCOMPARE(shown, 0);
-        store->notifPrefs.muteAll = false;
+        seam(store).notifPrefs().muteAll = false;
         store->notifyDeployReadyIfNeeded(sessionId);
         QCOMPARE(shown, 1);
     }

@@ -2,6 +2,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QJsonDocument>
@@ -28,10 +29,10 @@ QList<Message> script(const QString& text, qint64 chatId = sessionId) {
 // The markers' memory of one conversation as one comparable line.
 QString stateOf(const Store& s, qint64 chatId = sessionId) {
     QStringList parts;
-    if (s.ccSeenHighWater.contains(chatId))
-        parts << QStringLiteral("seen=%1").arg(s.ccSeenHighWater.value(chatId));
-    QList<qint64> done(s.ccProcessedIds.value(chatId).begin(),
-                       s.ccProcessedIds.value(chatId).end());
+    if (s.ccSeenHighWater().contains(chatId))
+        parts << QStringLiteral("seen=%1").arg(s.ccSeenHighWater().value(chatId));
+    QList<qint64> done(s.ccProcessedIds().value(chatId).begin(),
+                       s.ccProcessedIds().value(chatId).end());
     std::sort(done.begin(), done.end());
     if (!done.isEmpty()) {
         QStringList ids;
@@ -46,10 +47,10 @@ QString stateOf(const Store& s, qint64 chatId = sessionId) {
                      .arg(c->fresh)
                      .arg(c->create);
     if (const auto m = s.ccModel(chatId)) parts << "model=" + *m;
-    if (s.ccReportedEfforts.contains(chatId))
-        parts << "effort=" + Config::rawValue(s.ccReportedEfforts.value(chatId));
-    if (s.ccChromeUsedChats.value(chatId)) parts << "chrome";
-    if (s.ccScreenshotUsedChats.value(chatId)) parts << "shot";
+    if (s.ccReportedEfforts().contains(chatId))
+        parts << "effort=" + Config::rawValue(s.ccReportedEfforts().value(chatId));
+    if (s.ccChromeUsedChats().value(chatId)) parts << "chrome";
+    if (s.ccScreenshotUsedChats().value(chatId)) parts << "shot";
     const int server = IDCodec::serverId(chatId);
     if (s.serverClaudeEmail().contains(server))
         parts << "acct=" + s.serverClaudeEmail().value(server);
@@ -135,14 +136,14 @@ private slots:
         Message m =
             message(IDCodec::encode(50, 3), agentMember, "CCSEEN=42\nCCACCT=x@y.example", chatOn3);
         store->captureCCMarkers(m);
-        QCOMPARE(store->ccSeenHighWater.value(chatOn3), IDCodec::encode(42, 3));
+        QCOMPARE(store->ccSeenHighWater().value(chatOn3), IDCodec::encode(42, 3));
         QCOMPARE(store->serverClaudeEmail().value(3), "x@y.example");
         QVERIFY(!store->serverClaudeEmail().contains(0));
     }
 
     void contextFloorIgnoresReplayedHistory() {
         auto store = offlineStore();
-        store->ccContextFloor[sessionId] = 50;
+        seam(store).ccContextFloor()[sessionId] = 50;
         store->captureCCMarkers(message(50, agentMember, "CCTOK=9,9,9,9"));
         QVERIFY(!store->ccContext(sessionId));
         store->captureCCMarkers(message(51, agentMember, "CCTOK=1,2,3,4"));
@@ -151,40 +152,40 @@ private slots:
 
     void reportsEndOnlyOlderChoices() {
         auto store = offlineStore();
-        store->ccOptimisticModel[sessionId] = {"claude-x", 100};
-        store->ccOptimisticEffort[sessionId] = {Config::CCEffort::max, 100};
+        seam(store).ccOptimisticModel()[sessionId] = {"claude-x", 100};
+        seam(store).ccOptimisticEffort()[sessionId] = {Config::CCEffort::max, 100};
         store->captureCCMarkers(message(90, agentMember, "CCMODEL=old\nCCEFF=low"));
-        QVERIFY(store->ccOptimisticModel.contains(sessionId));
-        QVERIFY(store->ccOptimisticEffort.contains(sessionId));
+        QVERIFY(store->ccOptimisticModel().contains(sessionId));
+        QVERIFY(store->ccOptimisticEffort().contains(sessionId));
         QCOMPARE(store->ccModel(sessionId), "old");
         store->captureCCMarkers(message(101, agentMember, "CCEFF=ultra"));
-        QVERIFY(store->ccOptimisticEffort.contains(sessionId)); // unknown value: nothing at all
+        QVERIFY(store->ccOptimisticEffort().contains(sessionId)); // unknown value: nothing at all
         store->captureCCMarkers(message(101, agentMember, "CCMODEL=new\nCCEFF=high"));
-        QVERIFY(!store->ccOptimisticModel.contains(sessionId));
-        QVERIFY(!store->ccOptimisticEffort.contains(sessionId));
+        QVERIFY(!store->ccOptimisticModel().contains(sessionId));
+        QVERIFY(!store->ccOptimisticEffort().contains(sessionId));
     }
 
     void signOfLifeFromTheOtherSideEndsTheGuess() {
         auto store = offlineStore();
         store->ccStartOptimisticWorking(sessionId, Store::nowMs());
         store->captureCCMarkers(message(10, meId, "my own echo"));
-        QVERIFY(store->ccOptimisticWorking.contains(sessionId));
+        QVERIFY(store->ccOptimisticWorking().contains(sessionId));
         store->captureCCMarkers(message(11, agentMember, "plain text, no markers"));
-        QVERIFY(!store->ccOptimisticWorking.contains(sessionId));
+        QVERIFY(!store->ccOptimisticWorking().contains(sessionId));
         // With nobody signed in, every sender is the other side.
         store->ccStartOptimisticWorking(sessionId, Store::nowMs());
-        store->me.reset();
+        seam(store).me().reset();
         store->captureCCMarkers(message(12, meId, "?"));
-        QVERIFY(!store->ccOptimisticWorking.contains(sessionId));
+        QVERIFY(!store->ccOptimisticWorking().contains(sessionId));
     }
 
     void liveEventsCaptureSeenEvenForUnloadedHistory() {
         auto store = offlineStore();
         store->handleEvent(eventFrame(message(60, agentMember, "CCSEEN=55\nCCDONE=58\nCCMODEL=m")),
                            0);
-        QVERIFY(!store->messages.contains(sessionId));
+        QVERIFY(!store->messages().contains(sessionId));
         QCOMPARE(stateOf(*store), "seen=55 done=58");
-        store->messages[sessionId] = {};
+        seam(store).messages()[sessionId] = {};
         store->handleEvent(eventFrame(message(61, agentMember, "CCMODEL=m")), 0);
         QCOMPARE(store->ccModel(sessionId), "m");
     }
@@ -216,8 +217,8 @@ private slots:
         Prefs::shared().setValue("ccSeenHighWater", QByteArray("not json"));
         Prefs::shared().setValue("ccProcessedIds", QByteArray(R"({"42":[1,2],"9":"x"})"));
         Store store;
-        QVERIFY(store.ccSeenHighWater.isEmpty());
-        QVERIFY(store.ccProcessedIds.isEmpty());
+        QVERIFY(store.ccSeenHighWater().isEmpty());
+        QVERIFY(store.ccProcessedIds().isEmpty());
     }
 };
 

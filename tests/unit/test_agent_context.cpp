@@ -1,6 +1,7 @@
 #include "agent/Context.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
@@ -61,21 +62,21 @@ private slots:
         QCOMPARE(showIdleReset(dismissed, ctx, activityAgo < 0 ? 0 : now - activityAgo, now),
                  shown);
         auto store = offlineStore();
-        store->ccContextStats[sessionId] = {ctx, 0, 0, 0};
-        if (activityAgo >= 0) store->userActivity[sessionId] = Store::nowMs() - activityAgo;
-        store->chats[0].createdAt = 0;
+        seam(store).ccContextStats()[sessionId] = {ctx, 0, 0, 0};
+        if (activityAgo >= 0) seam(store).userActivity()[sessionId] = Store::nowMs() - activityAgo;
+        seam(store).chats()[0].createdAt = 0;
         QCOMPARE(store->showIdleReset(sessionId, dismissed), shown);
     }
 
     void digestOfRecentMessages() {
         auto store = offlineStore();
-        store->agentId = 5;
+        seam(store).agentId() = 5;
         Message image = message(10, meId, "");
         image.media = MediaInfo{"image", "/m/1.jpg", {}, {}, {}};
         Message other = message(13, 77, "hi all");
         other.senderName = "";
-        store->users = {user(77, "Zoé")};
-        store->messages[sessionId] = {
+        seam(store).users() = {user(77, "Zoé")};
+        seam(store).messages()[sessionId] = {
             message(9, meId, "too old"),
             image,
             message(11, 5, "Sure.\nCCTOK=1,2,3"),
@@ -97,15 +98,15 @@ private slots:
     void resetSticksAgainstReplayedHistory() {
         HostEcho echo;
         auto store = storeOn(echo);
-        store->me->username = "Ana";
-        store->messages[sessionId] = {message(30, agentMember, "CCTOK=500,1,1,1"),
-                                      message(-1, meId, "pending")};
-        store->chats[0].lastMessage = message(35, agentMember, "newer than the loaded page");
-        store->captureCCMarkers(store->messages[sessionId].first());
+        seam(store).me()->username = "Ana";
+        seam(store).messages()[sessionId] = {message(30, agentMember, "CCTOK=500,1,1,1"),
+                                             message(-1, meId, "pending")};
+        seam(store).chats()[0].lastMessage = message(35, agentMember, "newer than the loaded page");
+        store->captureCCMarkers(store->messages()[sessionId].first());
         QCOMPARE(store->ccContext(sessionId)->ctx, 500);
         QCoro::waitFor(store->ccClearContext(sessionId, QString("seed text")));
         QCOMPARE(store->ccContext(sessionId), CCContextStat{});
-        QCOMPARE(store->ccContextFloor.value(sessionId), 35);
+        QCOMPARE(store->ccContextFloor().value(sessionId), 35);
         const QJsonObject request = requestsFor(echo, "clear").first();
         QCOMPARE(request.value("name").toString(), "Ana");
         QCOMPARE(request.value("seed").toString(), "seed text");
@@ -114,11 +115,11 @@ private slots:
         store->captureCCMarkers(message(36, agentMember, "CCTOK=20,1,1,1"));
         QCOMPARE(store->ccContext(sessionId)->ctx, 20);
         // A lower floor never replaces a higher one; no seed, no field.
-        store->chats[0].lastMessage.reset();
+        seam(store).chats()[0].lastMessage.reset();
         QCoro::waitFor(store->ccClearContext(sessionId, std::nullopt));
-        QCOMPARE(store->ccContextFloor.value(sessionId), 35);
+        QCOMPARE(store->ccContextFloor().value(sessionId), 35);
         QVERIFY(!requestsFor(echo, "clear").last().contains("seed"));
-        QCOMPARE(Store().ccContextFloor.value(sessionId), 35);
+        QCOMPARE(Store().ccContextFloor().value(sessionId), 35);
     }
 
     void healthPromptsAreTheThreeChecks() {

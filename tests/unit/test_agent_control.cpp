@@ -1,6 +1,7 @@
 #include "model/IDCodec.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
@@ -91,19 +92,19 @@ private slots:
         QCOMPARE(request.value("op").toString(), "stop");
         QCOMPARE(request.value("chatId").toInteger(), sessionId);
         QCOMPARE(request.value("path").toString(), "");
-        QCOMPARE(store->claudeControlChatId, std::optional<qint64>(selfId));
+        QCOMPARE(store->claudeControlChatId(), std::optional<qint64>(selfId));
     }
 
     void missingSelfConversationIsCreatedOnce() {
         HostEcho echo;
         echo.host = [](const QJsonObject&) { return QJsonObject{{"ok", true}}; };
         auto store = storeOn(echo);
-        store->chats = {session()};
+        seam(store).chats() = {session()};
         const auto first = QCoro::waitFor(store->ensureClaudeControlChat());
         QVERIFY(first);
         QVERIFY(store->chat(*first));
         QCOMPARE(QCoro::waitFor(store->ensureClaudeControlChat()), first);
-        QCOMPARE(store->chats.size(), 2);
+        QCOMPARE(store->chats().size(), 2);
     }
 
     void replyOutsideTheLatestFiftyIsMissed_data() {
@@ -139,8 +140,8 @@ private slots:
         QVERIFY(!QCoro::waitFor(store->ccAuthStatus(sessionId)));
         HostEcho echo;
         auto anonymous = storeOn(echo);
-        anonymous->me.reset();
-        anonymous->chats = {session()};
+        seam(anonymous).me().reset();
+        seam(anonymous).chats() = {session()};
         QVERIFY(!QCoro::waitFor(anonymous->ccAuthStatus(sessionId)));
         QVERIFY(echo.messages.isEmpty());
     }

@@ -2,6 +2,7 @@
 #include "core/Prefs.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
@@ -35,12 +36,12 @@ private slots:
         HostEcho echo;
         echo.host = [](const QJsonObject&) { return QJsonObject{{"ok", true}}; };
         auto store = storeOn(echo);
-        store->messages[sessionId] = {message(100, agentMember, "last")};
+        seam(store).messages()[sessionId] = {message(100, agentMember, "last")};
         QVERIFY(QCoro::waitFor(store->updateCCEffort(sessionId, CCEffort::max)));
-        QCOMPARE(store->ccOptimisticEffort.value(sessionId).sinceMsgId, 100);
+        QCOMPARE(store->ccOptimisticEffort().value(sessionId).sinceMsgId, 100);
         // An old report seen again through history does not take the choice back.
         store->captureCCMarkers(message(90, agentMember, "CCEFF=low"));
-        QCOMPARE(store->ccReportedEfforts.value(sessionId), CCEffort::low);
+        QCOMPARE(store->ccReportedEfforts().value(sessionId), CCEffort::low);
         QCOMPARE(store->ccBadgeEffort(sessionId), CCEffort::max);
         store->captureCCMarkers(message(101, agentMember, "CCEFF=high"));
         QCOMPARE(store->ccBadgeEffort(sessionId), CCEffort::high);
@@ -51,13 +52,13 @@ private slots:
     void badgeModelPrecedence() {
         auto store = offlineStore();
         QCOMPARE(store->ccBadgeModelId(sessionId), store->defaultModelId());
-        store->ccModelChoices[sessionId] = "claude-sonnet-5";
+        seam(store).ccModelChoices()[sessionId] = "claude-sonnet-5";
         QCOMPARE(store->ccBadgeModelId(sessionId), "claude-sonnet-5");
-        store->ccModels[sessionId] = "claude-opus-4-8";
+        seam(store).ccModels()[sessionId] = "claude-opus-4-8";
         QCOMPARE(store->ccBadgeModelId(sessionId), "claude-opus-4-8");
-        store->ccOptimisticModel[sessionId] = {"", 5}; // "inherit" chosen: the report shows
+        seam(store).ccOptimisticModel()[sessionId] = {"", 5}; // "inherit" chosen: the report shows
         QCOMPARE(store->ccBadgeModelId(sessionId), "claude-opus-4-8");
-        store->ccOptimisticModel[sessionId] = {"claude-haiku-4-5", 5};
+        seam(store).ccOptimisticModel()[sessionId] = {"claude-haiku-4-5", 5};
         QCOMPARE(store->ccBadgeModelId(sessionId), "claude-haiku-4-5");
     }
 
@@ -66,8 +67,8 @@ private slots:
         echo.host = [](const QJsonObject&) { return QJsonObject{{"ok", false}}; };
         auto store = storeOn(echo);
         QVERIFY(!QCoro::waitFor(store->updateCCModel(sessionId, "claude-x")));
-        QVERIFY(!store->pendingPrefSync.contains(sessionId));
-        QVERIFY(store->ccPrefsUnsupported.contains(sessionId));
+        QVERIFY(!store->pendingPrefSync().contains(sessionId));
+        QVERIFY(store->ccPrefsUnsupported().contains(sessionId));
         QCOMPARE(store->ccModelChoice(sessionId), "claude-x"); // never rolled back
         echo.requests.clear();
         QCoro::waitFor(store->ccSyncPrefs(sessionId));
@@ -77,9 +78,9 @@ private slots:
     void unreachableChoiceWaitsAndAllFourGoOutLater() {
         HostEcho echo; // silent host
         auto store = storeOn(echo);
-        store->ccEfforts[sessionId] = CCEffort::high;
+        seam(store).ccEfforts()[sessionId] = CCEffort::high;
         QVERIFY(!QCoro::waitFor(store->updateCCPermission(sessionId, CCPermission::dangerous)));
-        QVERIFY(store->pendingPrefSync.contains(sessionId));
+        QVERIFY(store->pendingPrefSync().contains(sessionId));
         QCOMPARE(Prefs::shared().readJson<QList<qint64>>("ccPendingPrefSync"),
                  QList<qint64>{sessionId});
         // While a choice is undelivered the host's old values are not pulled.
@@ -93,7 +94,7 @@ private slots:
         QCOMPARE(echo.requests[0].value("perm").toString(), "dangerous");
         QCOMPARE(echo.requests[1].value("effort").toString(), "high");
         QCOMPARE(echo.requests[3].value("chrome"), QJsonValue(false));
-        QVERIFY(store->pendingPrefSync.isEmpty());
+        QVERIFY(store->pendingPrefSync().isEmpty());
         QCOMPARE(Prefs::shared().readJson<QList<qint64>>("ccPendingPrefSync"), QList<qint64>{});
     }
 
@@ -114,15 +115,15 @@ private slots:
             return std::nullopt;
         };
         auto store = storeOn(echo);
-        store->ccModelChoices[sessionId] = "claude-old";
+        seam(store).ccModelChoices()[sessionId] = "claude-old";
         QCoro::waitFor(store->ccSyncPrefs(sessionId));
         QCOMPARE(store->ccEffort(sessionId), CCEffort::xhigh);
         QCOMPARE(store->ccModelChoice(sessionId), "");
         QCOMPARE(store->ccPermission(sessionId), CCPermission::dangerous);
         QVERIFY(store->ccChromeEnabled(sessionId));
         QCOMPARE(store->ccWorkdir(sessionId), "/srv/app");
-        QVERIFY(store->ccChromeUsedChats.value(sessionId));
-        QVERIFY(!store->ccScreenshotUsedChats.value(sessionId));
+        QVERIFY(store->ccChromeUsedChats().value(sessionId));
+        QVERIFY(!store->ccScreenshotUsedChats().value(sessionId));
         const QList<Config::CCModelInfo> expected = {{"", "Default (inherit)"},
                                                      {"claude-opus-9", "claude-opus-9"},
                                                      {"claude-fable-6", "Fable 6"}};
@@ -153,8 +154,8 @@ private slots:
                 {"ok", true}, {"effort", "ultra"}, {"perm", "root"}, {"chrome", "yes"}};
         };
         auto store = storeOn(echo);
-        store->ccEfforts[sessionId] = CCEffort::low;
-        store->ccChrome[sessionId] = true;
+        seam(store).ccEfforts()[sessionId] = CCEffort::low;
+        seam(store).ccChrome()[sessionId] = true;
         QCoro::waitFor(store->ccSyncPrefs(sessionId));
         QCOMPARE(store->ccEffort(sessionId), CCEffort::low);
         QCOMPARE(store->ccPermission(sessionId), CCPermission::ask);

@@ -2,6 +2,7 @@
 #include "core/Localisation.h"
 #include "store/Store.h"
 #include "support/AgentFixtures.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QCoroTask>
@@ -104,12 +105,13 @@ private slots:
         QFETCH(qint64, probe);
         QFETCH(QString, expected);
         auto store = offlineStore(1.0);
-        store->messages[sessionId] = script(history);
-        if (highWater) store->ccSeenHighWater[sessionId] = highWater;
+        seam(store).messages()[sessionId] = script(history);
+        if (highWater) seam(store).ccSeenHighWater()[sessionId] = highWater;
         if (!processed.isEmpty())
-            store->ccProcessedIds[sessionId] = QSet<qint64>(processed.begin(), processed.end());
+            seam(store).ccProcessedIds()[sessionId] =
+                QSet<qint64>(processed.begin(), processed.end());
         if (optimistic) store->ccStartOptimisticWorking(sessionId, Store::nowMs());
-        const auto list = store->messages.value(sessionId);
+        const auto list = store->messages().value(sessionId);
         const auto m =
             std::find_if(list.begin(), list.end(), [&](const Message& x) { return x.id == probe; });
         QVERIFY(m != list.end());
@@ -118,13 +120,13 @@ private slots:
 
     void onlySessionConversationsHaveStatus() {
         auto store = offlineStore();
-        store->messages[sessionId] = script("8 me a | 9 agent W:CCMSG=8");
-        const Message m = store->messages[sessionId].first();
+        seam(store).messages()[sessionId] = script("8 me a | 9 agent W:CCMSG=8");
+        const Message m = store->messages()[sessionId].first();
         QVERIFY(store->ccStatus(m));
-        store->chats[0].kind = "group";
+        seam(store).chats()[0].kind = "group";
         emit store->chatsReset();
         QVERIFY(!store->ccStatus(m));
-        store->chats[0] = chatWith(sessionId, {user(meId, "me")}); // Saved Messages
+        seam(store).chats()[0] = chatWith(sessionId, {user(meId, "me")}); // Saved Messages
         emit store->chatChanged(sessionId);
         QVERIFY(!store->ccStatus(m));
         store->removeChat(sessionId);
@@ -133,7 +135,7 @@ private slots:
 
     void optimisticGuessLastsTwelveSeconds() {
         auto store = offlineStore(0.01); // 12 s become 120 ms
-        store->messages[sessionId] = script("20 agent reply");
+        seam(store).messages()[sessionId] = script("20 agent reply");
         QVERIFY(!store->ccWorking(sessionId));
         store->ccStartOptimisticWorking(sessionId, Store::nowMs());
         QVERIFY(store->ccWorking(sessionId));
@@ -145,7 +147,7 @@ private slots:
 
     void replyNewerThanTheWorkingMessageEndsWork() {
         auto store = offlineStore();
-        store->messages[sessionId] = script("5 me a | 6 agent W:CCMSG=5\\nCCCHROME=1");
+        seam(store).messages()[sessionId] = script("5 me a | 6 agent W:CCMSG=5\\nCCCHROME=1");
         QVERIFY(store->ccWorking(sessionId));
         QCOMPARE(store->ccProcessingMsgId(sessionId), 5);
         QVERIFY(store->ccChromeActive(sessionId));
@@ -164,9 +166,9 @@ private slots:
 
     void unloadedHistoryReadsTheSummary() {
         auto store = offlineStore();
-        store->chats[0].lastMessage =
+        seam(store).chats()[0].lastMessage =
             script("6 agent W:Reading files\\nCCMSG=5\\nCCSHOT=1").first();
-        QVERIFY(!store->messages.contains(sessionId));
+        QVERIFY(!store->messages().contains(sessionId));
         QVERIFY(store->ccWorking(sessionId));
         QCOMPARE(store->ccProcessingMsgId(sessionId), 5);
         QVERIFY(store->ccScreenshotActive(sessionId));
@@ -197,7 +199,7 @@ private slots:
 
     void queueAndItsBar() {
         auto store = offlineStore();
-        store->messages[sessionId] = script("5 me a | 9 me c | 7 me b | 10 agent W:CCMSG=5");
+        seam(store).messages()[sessionId] = script("5 me a | 9 me c | 7 me b | 10 agent W:CCMSG=5");
         const QList<Message> queued = store->backloggedMessages(sessionId);
         QCOMPARE(queued.size(), 2);
         QCOMPARE(queued[0].id, 7);
@@ -224,7 +226,7 @@ private slots:
     void lastRealMessageSkipsPendingOnes() {
         auto store = offlineStore();
         QCOMPARE(store->lastRealMsgId(sessionId), 0);
-        store->messages[sessionId] = script("5 me a | 9 agent b | -1 me c");
+        seam(store).messages()[sessionId] = script("5 me a | 9 agent b | -1 me c");
         QCOMPARE(store->lastRealMsgId(sessionId), 9);
     }
 

@@ -101,20 +101,20 @@ private slots:
             {"chatAccounts", QJsonObject{{"42", "b@x.example"}, {"nope", "c@x.example"}}}};
         auto store = storeOn(echo);
         QCoro::waitFor(store->refreshClaudeUsage());
-        QVERIFY(store->claudeHostOnline);
+        QVERIFY(store->claudeHostOnline());
         QCOMPARE(store->claudeHostName(), "Studio");
         QCOMPARE(store->serverPlatform().value(0), "macos");
         QCOMPARE(store->serverClaudeEmail().value(0), "me@x.example");
-        QCOMPARE(store->macNamedAccounts.size(), 1);
-        QCOMPARE(store->macChatAccounts, (QHash<qint64, QString>{{42, "b@x.example"}}));
+        QCOMPARE(store->macNamedAccounts().size(), 1);
+        QCOMPARE(store->macChatAccounts(), (QHash<qint64, QString>{{42, "b@x.example"}}));
         QCOMPARE(store->chatAccountEmail(sessionId), "b@x.example");
 
         echo.hostStatus.reset();
         QCoro::waitFor(store->refreshClaudeUsage());
-        QVERIFY(store->claudeHostOnline);
+        QVERIFY(store->claudeHostOnline());
         QCoro::waitFor(store->refreshClaudeUsage());
-        QVERIFY(!store->claudeHostOnline);
-        QCOMPARE(store->hostPollFails, 2);
+        QVERIFY(!store->claudeHostOnline());
+        QCOMPARE(store->hostPollFails(), 2);
         // The figures stay for the next launch.
         Store reloaded;
         QCOMPARE(reloaded.claudeUsage()->fiveHour->utilization, 12.5);
@@ -128,7 +128,7 @@ private slots:
         Prefs::shared().setValue("token", "t");
         Store store(StoreOptions{0.01});
         QTRY_VERIFY_WITH_TIMEOUT(echo.hostStatusCalls >= 2, 3000);
-        QVERIFY(store.claudeHostOnline);
+        QVERIFY(store.claudeHostOnline());
         store.logout();
         const int calls = echo.hostStatusCalls;
         QTest::qWait(150);

@@ -3,6 +3,7 @@
 #include "core/Prefs.h"
 #include "model/Config.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 #include "ui/AppModel.h"
 #include "ui/ChatSwitcherModel.h"
@@ -34,8 +35,8 @@ ChatSummary chatWith(qint64 id, const QString& title, qint64 unread = 0) {
 
 // A store that looks signed in, without any server.
 void signIn(Store& store) {
-    store.token = QStringLiteral("token");
-    store.me = person(1, QStringLiteral("ana"));
+    seam(store).token() = QStringLiteral("token");
+    seam(store).me() = person(1, QStringLiteral("ana"));
     emit store.sessionChanged();
 }
 } // namespace
@@ -165,14 +166,14 @@ private slots:
         QFETCH(QString, copied);
         QFETCH(QString, profile);
         Store store({0.01});
-        store.users = {person(2, "bob")};
+        seam(store).users() = {person(2, "bob")};
         QString clipboard;
         LinkRouter router(store, [&](const QString& text) { clipboard = text; });
         QCOMPARE(int(router.open(QUrl(url))), outcome);
         QCOMPARE(clipboard, copied);
-        QCOMPARE(store.toast.has_value(), !copied.isEmpty());
-        if (!copied.isEmpty()) QCOMPARE(*store.toast, QStringLiteral("Copied"));
-        QCOMPARE(store.profileUser ? store.profileUser->username : QString(), profile);
+        QCOMPARE(store.toast().has_value(), !copied.isEmpty());
+        if (!copied.isEmpty()) QCOMPARE(*store.toast(), QStringLiteral("Copied"));
+        QCOMPARE(store.profileUser() ? store.profileUser()->username : QString(), profile);
     }
 
     void inviteLinksReachTheirHandler() {
@@ -193,8 +194,8 @@ private slots:
         QTest::qWait(100);
         store.showToast("second");
         QTest::qWait(90); // the first toast's timer has fired by now
-        QCOMPARE(store.toast, std::optional<QString>("second"));
-        QTRY_VERIFY_WITH_TIMEOUT(!store.toast, 2000);
+        QCOMPARE(store.toast(), std::optional<QString>("second"));
+        QTRY_VERIFY_WITH_TIMEOUT(!store.toast(), 2000);
     }
 
     // MARK: Look
@@ -285,7 +286,8 @@ private slots:
         ChatSwitcherModel model(&store);
         QAbstractItemModelTester tester(&model,
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
-        store.chats = {chatWith(10, "Alpha", 2), chatWith(11, "Beta"), chatWith(12, "Gamma")};
+        seam(store).chats() = {chatWith(10, "Alpha", 2), chatWith(11, "Beta"),
+                               chatWith(12, "Gamma")};
         emit store.chatsReset();
         QCOMPARE(model.rowCount(), 3);
         QCOMPARE(model.chatIdAt(0), 10);
@@ -293,7 +295,7 @@ private slots:
         // Gamma moves to the top: a move, not a reset.
         QSignalSpy moved(&model, &QAbstractItemModel::rowsMoved);
         QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-        store.chats.move(2, 0);
+        seam(store).chats().move(2, 0);
         emit store.chatChanged(12);
         QCOMPARE(moved.size(), 1);
         QCOMPARE(reset.size(), 0);
@@ -301,7 +303,7 @@ private slots:
 
         // An unread change touches only that row's role.
         QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-        store.chats[1].unread = 5;
+        seam(store).chats()[1].unread = 5;
         emit store.chatChanged(10);
         QCOMPARE(changed.size(), 1);
         QCOMPARE(changed.first().at(2).value<QList<int>>(),
@@ -327,8 +329,8 @@ private slots:
         ChatSummary saved;
         saved.id = 20;
         saved.kind = "direct";
-        saved.members = {*store.me};
-        store.chats = {saved, chatWith(21, "Team")};
+        saved.members = {*store.me()};
+        seam(store).chats() = {saved, chatWith(21, "Team")};
         ChatSwitcherModel model(&store);
         QCOMPARE(model.rowCount(), 1);
         QCOMPARE(model.chatIdAt(0), 21);
@@ -340,7 +342,7 @@ private slots:
         Store store;
         signIn(store);
         AppModel model(&store);
-        store.chats = {chatWith(10, "A", 70), chatWith(11, "B", 50)};
+        seam(store).chats() = {chatWith(10, "A", 70), chatWith(11, "B", 50)};
         QSignalSpy rail(&model, &AppModel::railChanged);
         emit store.chatsReset();
         QCOMPARE(rail.size(), 1);
@@ -359,9 +361,9 @@ private slots:
             return raws;
         };
         QVERIFY(sections().contains("Mac"));
-        User guest = *store.me;
+        User guest = *store.me();
         guest.isGuest = true;
-        store.me = guest;
+        seam(store).me() = guest;
         emit store.sessionChanged();
         QVERIFY(model.isGuest());
         QVERIFY(!sections().contains("Mac"));
@@ -370,7 +372,7 @@ private slots:
     void drawerSelectionClosesChatAndDrawer() {
         Store store;
         signIn(store);
-        store.chats = {chatWith(10, "A")};
+        seam(store).chats() = {chatWith(10, "A")};
         AppModel model(&store);
         model.selectChat(10);
         QCOMPARE(model.selectedChatId(), 10);

@@ -7,6 +7,7 @@
 #include "model/Config.h"
 #include "store/Store.h"
 #include "support/Frames.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QTest>
@@ -113,10 +114,10 @@ private slots:
 
     void sendersShowWithTwoPeopleNotWithABot() {
         Store store;
-        store.me = me;
-        store.agentId = bot.id;
-        store.chats = {conversation(7, {me, bot}), conversation(8, {me, ann}, true),
-                       conversation(9, {me, ann, bot}, true)};
+        seam(store).me() = me;
+        seam(store).agentId() = bot.id;
+        seam(store).chats() = {conversation(7, {me, bot}), conversation(8, {me, ann}, true),
+                               conversation(9, {me, ann, bot}, true)};
         QVERIFY(!chatShowsSenders(store, 7));
         QVERIFY(chatShowsSenders(store, 8));
         QVERIFY(chatShowsSenders(store, 9));
@@ -206,22 +207,23 @@ private slots:
         QFETCH(bool, muteAll);
         QFETCH(NotificationStyle, expected);
         Store store;
-        store.notifPrefs.directMessages.level = direct;
-        store.notifPrefs.groupMessages.level = group;
-        store.notifPrefs.mentions.level = NotifLevel::none;
-        store.notifPrefs.muteAll = muteAll;
+        seam(store).notifPrefs().directMessages.level = direct;
+        seam(store).notifPrefs().groupMessages.level = group;
+        seam(store).notifPrefs().mentions.level = NotifLevel::none;
+        seam(store).notifPrefs().muteAll = muteAll;
         QCOMPARE(store.notificationStyle(), expected);
     }
 
     void readsAndUnread() {
         Store store;
-        store.me = me;
-        store.chats = {conversation(7, {me, ann, person(3, "cy")}, true)};
-        store.messages[7] = {textMessage(10, 7, ann, "a", 1), textMessage(11, 7, me, "b", 2),
-                             textMessage(12, 7, bot, Config::ccControlPrefix.toString(), 3),
-                             textMessage(13, 7, ann, "c", 4)};
-        store.reads[7] = {{me.id, 10}, {ann.id, 11}, {3, 13}};
-        store.readAt[7] = {{ann.id, 5000}};
+        seam(store).me() = me;
+        seam(store).chats() = {conversation(7, {me, ann, person(3, "cy")}, true)};
+        seam(store).messages()[7] = {textMessage(10, 7, ann, "a", 1),
+                                     textMessage(11, 7, me, "b", 2),
+                                     textMessage(12, 7, bot, Config::ccControlPrefix.toString(), 3),
+                                     textMessage(13, 7, ann, "c", 4)};
+        seam(store).reads()[7] = {{me.id, 10}, {ann.id, 11}, {3, 13}};
+        seam(store).readAt()[7] = {{ann.id, 5000}};
         QCOMPARE(store.firstUnreadId(7), 13); // past my own and the control message
         QVERIFY(store.isReadByOthers(textMessage(11, 7, me, "b", 2)));
         QVERIFY(store.isReadByOthers(textMessage(13, 7, me, "b", 2)));
@@ -231,16 +233,16 @@ private slots:
         QCOMPARE(receipts[0].user.id, ann.id); // with a time, before the one without
         QCOMPARE(receipts[0].at->toMSecsSinceEpoch(), 5000);
         QVERIFY(!receipts[1].at);
-        store.reads[7][me.id] = 13;
+        seam(store).reads()[7][me.id] = 13;
         QVERIFY(!store.firstUnreadId(7));
         QVERIFY(!store.firstUnreadId(99));
     }
 
     void typingNamesExpireAndStrangersAreSomeone() {
         Store store(StoreOptions{0.02}); // 5 s of typing lasts 100 ms
-        store.me = me;
-        store.users = {ann};
-        store.chats = {conversation(7, {me, ann, person(3, "cy")}, true)};
+        seam(store).me() = me;
+        seam(store).users() = {ann};
+        seam(store).chats() = {conversation(7, {me, ann, person(3, "cy")}, true)};
         for (const User& u : {ann, person(3, "cy"), person(44, "ghost")})
             store.handleEvent(frameText({{"type", "typing"},
                                          {"chatId", 7},
@@ -256,21 +258,21 @@ private slots:
         QCOMPARE(store.presenceText(seen), "Offline");
         seen.lastSeen = QDateTime::currentMSecsSinceEpoch() - 2 * 3600 * 1000 - 1000;
         QCOMPARE(store.presenceText(seen), "Last seen 2 hours ago");
-        store.onlineUserIds.insert(ann.id);
+        seam(store).onlineUserIds().insert(ann.id);
         QVERIFY(store.isOnline(ann.id));
         QCOMPARE(store.presenceText(seen), "Online");
     }
 
     void rolesAndChannels() {
         Store store;
-        store.me = me;
-        store.botIds = {bot.id};
+        seam(store).me() = me;
+        seam(store).botIds() = {bot.id};
         QVERIFY(store.isAIChannel(conversation(7, {me, bot})));
         QVERIFY(!store.isAIChannel(conversation(8, {me, bot, ann}, true)));
         QVERIFY(!store.isAIChannel(conversation(9, {me})));
         QCOMPARE(store.groupRole(8, me.id), GroupRole::user);
         QVERIFY(!store.canManageGroup(8));
-        store.groupRoles[8][me.id] = GroupRole::admin;
+        seam(store).groupRoles()[8][me.id] = GroupRole::admin;
         QVERIFY(store.canManageGroup(8));
     }
 
@@ -280,9 +282,9 @@ private slots:
         QTest::qWait(200);
         store.showToast("second");
         QTest::qWait(150); // the first timer ends here and must leave "second" alone
-        QCOMPARE(store.toast, "second");
-        QTRY_VERIFY_WITH_TIMEOUT(!store.toast, 1000);
-        QCOMPARE(store.toastId, 2);
+        QCOMPARE(store.toast(), "second");
+        QTRY_VERIFY_WITH_TIMEOUT(!store.toast(), 1000);
+        QCOMPARE(store.toastId(), 2);
     }
 
     void nominatim_data() {

@@ -4,6 +4,7 @@
 #include "net/Pinning.h"
 #include "store/Store.h"
 #include "support/ClientEnv.h"
+#include "support/StoreSeam.h"
 
 #include <QTest>
 #include <QUuid>
@@ -54,9 +55,9 @@ private slots:
     void init() {
         prefs = std::make_unique<ClientEnv>();
         store = std::make_unique<Store>(StoreOptions{0.01});
-        store->me = User{};
-        store->me->id = 7;
-        store->me->username = QStringLiteral("alice");
+        seam(store).me() = User{};
+        seam(store).me()->id = 7;
+        seam(store).me()->username = QStringLiteral("alice");
     }
     void cleanup() {
         store.reset();
@@ -148,28 +149,28 @@ private slots:
         QVERIFY(store->mergeExtraBootstrap(
             2, reply(30, {chat(1, message(10, 1, 30, t)), chat(2, message(20, 2, 40, t + 5))},
                      {self, other})));
-        QCOMPARE(store->serverMeId.value(2), 30);
+        QCOMPARE(store->serverMeId().value(2), 30);
         QCOMPARE(store->chat(g1)->lastMessage->senderId, 7);
         QCOMPARE(store->chat(g2)->lastMessage->senderId, IDCodec::encode(40, 2));
-        QCOMPARE(store->users.size(), 1);
-        QCOMPARE(store->users[0].id, IDCodec::encode(40, 2));
-        QCOMPARE(store->chats[0].id, g2);
+        QCOMPARE(store->users().size(), 1);
+        QCOMPARE(store->users()[0].id, IDCodec::encode(40, 2));
+        QCOMPARE(store->chats()[0].id, g2);
 
         // A late answer with an older preview does not roll it back; a newer one wins.
         QVERIFY(store->mergeExtraBootstrap(2, reply(30, {chat(1, message(11, 1, 40, t + 9)),
                                                          chat(2, message(19, 2, 40, t + 1))})));
         QCOMPARE(store->chat(g2)->lastMessage->id, IDCodec::encode(20, 2));
         QCOMPARE(store->chat(g1)->lastMessage->id, IDCodec::encode(11, 2));
-        QCOMPARE(store->chats[0].id, g1);
-        QCOMPARE(store->users.size(), 1);
+        QCOMPARE(store->chats()[0].id, g1);
+        QCOMPARE(store->users().size(), 1);
 
         // An empty answer never wipes a server.
         QVERIFY(!store->mergeExtraBootstrap(2, reply(30, {})));
-        QCOMPARE(store->chats.size(), 2);
+        QCOMPARE(store->chats().size(), 2);
         // A full answer replaces the server's whole set.
         QVERIFY(store->mergeExtraBootstrap(2, reply(30, {chat(3, std::nullopt)})));
-        QCOMPARE(store->chats.size(), 1);
-        QCOMPARE(store->chats[0].id, IDCodec::encode(3, 2));
+        QCOMPARE(store->chats().size(), 1);
+        QCOMPARE(store->chats()[0].id, IDCodec::encode(3, 2));
     }
 
     void removedServerTakesItsConversations() {
@@ -177,14 +178,14 @@ private slots:
         store->setServerTokens({{1, QStringLiteral("a")}, {2, QStringLiteral("b")}});
         QVERIFY(store->mergeExtraBootstrap(1, reply(30, {chat(1, std::nullopt)})));
         QVERIFY(store->mergeExtraBootstrap(2, reply(31, {chat(1, std::nullopt)})));
-        store->messages[IDCodec::encode(1, 2)] = {
+        seam(store).messages()[IDCodec::encode(1, 2)] = {
             message(IDCodec::encode(5, 2), IDCodec::encode(1, 2), 7, 1)};
         store->removeServer(store->extraServers()[1]);
-        QCOMPARE(store->chats.size(), 1);
-        QCOMPARE(store->chats[0].id, IDCodec::encode(1, 1));
-        QVERIFY(!store->messages.contains(IDCodec::encode(1, 2)));
+        QCOMPARE(store->chats().size(), 1);
+        QCOMPARE(store->chats()[0].id, IDCodec::encode(1, 1));
+        QVERIFY(!store->messages().contains(IDCodec::encode(1, 2)));
         QCOMPARE(store->serverTokens().keys(), QList<int>{1});
-        QVERIFY(!store->serverMeId.contains(2));
+        QVERIFY(!store->serverMeId().contains(2));
         QCOMPARE(store->nextServerId(), 2);
     }
 
@@ -196,7 +197,7 @@ private slots:
 
     void invitesNameTheirServer() {
         store->setExtraServers({profile(3, QStringLiteral("https://x.example:8443/"))});
-        store->serverURLString = QStringLiteral("https://main.example");
+        seam(store).serverURLString() = QStringLiteral("https://main.example");
         QCOMPARE(store->shareableInvite(QStringLiteral("C"), IDCodec::encode(1, 3)),
                  QStringLiteral("C@https://x.example:8443"));
         QCOMPARE(store->shareableInvite(QStringLiteral("C"), 5),

@@ -2,6 +2,7 @@
 #include "model/Config.h"
 #include "net/Pinning.h"
 #include "store/Store.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QTest>
@@ -26,11 +27,11 @@ private slots:
 
     void freshInstallHasNoApiNoSocketNoPolling() {
         Store store;
-        QCOMPARE(store.serverURLString, QString());
+        QCOMPARE(store.serverURLString(), QString());
         QVERIFY(!store.api());
         QVERIFY(!store.linkOpen(0));
         QVERIFY(!store.hostPollRunning());
-        QVERIFY(!store.token);
+        QVERIFY(!store.token());
         QVERIFY(store.claudeCodeEnabled());
         QCOMPARE(store.design(), AppDesign::classic);
         QCOMPARE(store.accent(), AppAccent::blue);
@@ -39,7 +40,7 @@ private slots:
     void tokenWithoutPrimaryMigratesToDefaultServer() {
         Prefs::shared().setValue("token", "old-token");
         Store store;
-        QCOMPARE(store.serverURLString, Config::defaultServer());
+        QCOMPARE(store.serverURLString(), Config::defaultServer());
         QCOMPARE(Prefs::shared().string("primaryBaseURL"), Config::defaultServer());
         QVERIFY(store.api());
         QCOMPARE(*store.api()->token, "old-token");
@@ -50,9 +51,9 @@ private slots:
     void storedGuestAddressWins() {
         Prefs::shared().setValue("primaryBaseURL", "http://primary.example:8391");
         Prefs::shared().setValue("guestServerURL", "https://guest.example");
-        QCOMPARE(Store().serverURLString, "https://guest.example");
+        QCOMPARE(Store().serverURLString(), "https://guest.example");
         Prefs::shared().setValue("guestServerURL", "");
-        QCOMPARE(Store().serverURLString, "http://primary.example:8391");
+        QCOMPARE(Store().serverURLString(), "http://primary.example:8391");
     }
 
     void unreadableMeIsAbsentButTheStoreStillConnects() {
@@ -60,7 +61,7 @@ private slots:
         Prefs::shared().setValue("token", "t");
         Prefs::shared().setValue("me", QByteArray(R"({"id":"x"})"));
         Store store;
-        QVERIFY(!store.me);
+        QVERIFY(!store.me());
         QVERIFY(store.linkOpen(0));
     }
 
@@ -94,14 +95,14 @@ private slots:
         QFETCH(QString, stored);
         QFETCH(QString, base);
         Store store;
-        store.serverURLString = stored;
+        seam(store).serverURLString() = stored;
         const auto api = store.api();
         QCOMPARE(api ? api->base.toString() : QString(), base);
     }
 
     void pinnedPlainAddressUpgrades() {
         Store store;
-        store.serverURLString = "http://h";
+        seam(store).serverURLString() = "http://h";
         PinRegistry::shared().setPin("fp", "h:80");
         QCOMPARE(store.api()->base.toString(), "https://h:80");
     }

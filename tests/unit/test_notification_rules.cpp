@@ -1,6 +1,7 @@
 #include "core/Notifier.h"
 #include "store/Store.h"
 #include "support/Frames.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 
 #include <QTest>
@@ -38,12 +39,12 @@ private slots:
         store = std::make_unique<Store>();
         notifier = std::make_shared<RecordingNotifier>();
         store->setNotifier(notifier);
-        store->me = me;
-        store->users = {me, ann, bot};
-        store->botIds = {bot.id};
-        store->chats = {conversation(direct, {me, ann}),
-                        conversation(group, {me, ann, bot}, true, "Team"),
-                        conversation(aiChannel, {me, bot}), conversation(mutedChat, {me, ann})};
+        seam(store).me() = me;
+        seam(store).users() = {me, ann, bot};
+        seam(store).botIds() = {bot.id};
+        seam(store).chats() = {
+            conversation(direct, {me, ann}), conversation(group, {me, ann, bot}, true, "Team"),
+            conversation(aiChannel, {me, bot}), conversation(mutedChat, {me, ann})};
         store->setMuted(mutedChat, true);
     }
 
@@ -131,7 +132,7 @@ private slots:
     }
 
     void styleOffKeepsTheBadgeEmpty() {
-        store->notifPrefs.muteAll = true;
+        seam(store).notifPrefs().muteAll = true;
         store->setAppActive(false);
         deliver(direct, ann, "hi");
         QCOMPARE(store->badgeCount(), 0);
@@ -140,8 +141,9 @@ private slots:
     }
 
     void badgeStyleShowsBannersButNoNotifications() {
-        for (CatPref* c : {&store->notifPrefs.directMessages, &store->notifPrefs.groupMessages,
-                           &store->notifPrefs.mentions})
+        for (CatPref* c :
+             {&seam(store).notifPrefs().directMessages, &seam(store).notifPrefs().groupMessages,
+              &seam(store).notifPrefs().mentions})
             c->level = NotifLevel::badge;
         deliver(direct, ann, "in front");
         QVERIFY(store->inAppBanner());
@@ -198,13 +200,13 @@ private slots:
     }
 
     void preferencesPersistAndMutingIsStored() {
-        NotifPrefs prefsValue = store->notifPrefs;
+        NotifPrefs prefsValue = store->notifPrefs();
         prefsValue.muteAll = true;
         store->setMuted(direct, true);
         [](Store* s, NotifPrefs p) -> QCoro::Task<> { co_await s->setNotifPrefs(p); }(store.get(),
                                                                                       prefsValue);
         Store relaunched;
-        QVERIFY(relaunched.notifPrefs.muteAll);
+        QVERIFY(relaunched.notifPrefs().muteAll);
         QVERIFY(relaunched.isMuted(direct));
         QVERIFY(relaunched.isMuted(mutedChat));
         relaunched.setMuted(direct, false);

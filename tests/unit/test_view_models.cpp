@@ -4,6 +4,7 @@
 #include "store/Store.h"
 #include "support/Frames.h"
 #include "support/ShadowRows.h"
+#include "support/StoreSeam.h"
 #include "support/TestSupport.h"
 #include "ui/ChatListModel.h"
 #include "ui/ComposerModel.h"
@@ -32,8 +33,8 @@ bool sameRun(const Message& a, const Message& b) {
 }
 
 QStringList expectedRows(const Store& store) {
-    const QList<Message> msgs = chatViewMessages(store.messages.value(chatId));
-    const auto rows = chatViewRows(msgs, chatShowsSenders(store, chatId), store.me->id);
+    const QList<Message> msgs = chatViewMessages(store.messages().value(chatId));
+    const auto rows = chatViewRows(msgs, chatShowsSenders(store, chatId), store.me()->id);
     QHash<qint64, QString> edges;
     for (qsizetype j = 0; j < msgs.size(); ++j) {
         const bool start = j == 0 || !sameRun(msgs[j - 1], msgs[j]);
@@ -82,10 +83,10 @@ class TestViewModels : public QObject {
     std::unique_ptr<Store> store;
 
     void seedStore() {
-        store->me = me;
-        store->users = {me, ann, bob, bot};
-        store->botIds = {bot.id};
-        store->chats = {conversation(chatId, {me, ann, bob, bot}, true, "Team")};
+        seam(store).me() = me;
+        seam(store).users() = {me, ann, bob, bot};
+        seam(store).botIds() = {bot.id};
+        seam(store).chats() = {conversation(chatId, {me, ann, bob, bot}, true, "Team")};
     }
 
 private slots:
@@ -118,14 +119,14 @@ private slots:
         QList<Message> page;
         for (qint64 id = 100; id < 130; ++id)
             page << textMessage(id, chatId, id % 3 ? ann : bob, "m", start + id * 3600000);
-        store->messages[chatId] = page;
+        seam(store).messages()[chatId] = page;
         emit store->timelineChanged(chatId, {TimelineChange::reset, 0, int(page.size())});
         QCOMPARE(shadow.rows, expectedRows(*store));
         qint64 nextId = 130;
         qint64 olderId = 99;
         QList<qint64> outstanding;
         for (int step = 0; step < 400; ++step) {
-            const QList<Message> now = store->messages.value(chatId);
+            const QList<Message> now = store->messages().value(chatId);
             const int action = int(random->bounded(8));
             const User& from = QList<User>{me, ann, bob, bot}[random->bounded(4)];
             const qint64 at = start + nextId * 8 * 3600000; // a new day every third message
@@ -143,9 +144,10 @@ private slots:
                 const Message gone = now[random->bounded(int(now.size()))];
                 store->removeMessage(chatId, gone.id);
             } else if (action == 4) { // a send's pending copy
-                Message pending = textMessage(store->nextTempId--, chatId, me, "sending", at);
+                Message pending =
+                    textMessage(seam(store).nextTempId()--, chatId, me, "sending", at);
                 pending.isPending = true;
-                store->messages[chatId].push_back(pending);
+                seam(store).messages()[chatId].push_back(pending);
                 emit store->timelineChanged(chatId, {TimelineChange::inserted, int(now.size()), 1});
                 outstanding << pending.id;
             } else if (action == 7 && !outstanding.isEmpty()) { // its reply replaces it
@@ -155,7 +157,7 @@ private slots:
                 QList<Message> older;
                 for (int k = 0; k < 3 && olderId > 0; ++k)
                     older.prepend(textMessage(olderId--, chatId, ann, "old", start - k * dayMs));
-                store->messages[chatId] = older + store->messages[chatId];
+                seam(store).messages()[chatId] = older + store->messages()[chatId];
                 emit store->timelineChanged(chatId,
                                             {TimelineChange::inserted, 0, int(older.size())});
             } else if (action == 6) { // a member leaves or returns: who is named changes
@@ -186,7 +188,7 @@ private slots:
         ShadowRows texts(&model, [](const QModelIndex& i) {
             return i.data(TimelineModel::TextRole).toString();
         });
-        store->messages[chatId] = {};
+        seam(store).messages()[chatId] = {};
         store->setSelectedChatId(chatId);
         const qint64 start = QDateTime::currentMSecsSinceEpoch() - 10 * dayMs;
         const QList<User> senders = {ann, ann, bob, bob, me, ann, ann, ann, bob};
@@ -198,7 +200,7 @@ private slots:
             QCOMPARE(shadow.rows, expectedRows(*store));
         }
         for (int i = 1; i <= senders.size(); i += 2) {
-            Message edited = store->messages[chatId][i - 1];
+            Message edited = seam(store).messages()[chatId][i - 1];
             edited.text = "edited";
             store->handleEvent(messageFrame(edited, "messageEdited"), 0);
             QCOMPARE(shadow.rows, expectedRows(*store));
@@ -217,8 +219,8 @@ private slots:
         file.forwardedFrom = ForwardInfo{ann.id, "ann"};
         Message note =
             textMessage(13, chatId, bot, Config::ccSystemPrefix.toString() + "Restarted", 4000);
-        store->messages[chatId] = {quoted, reply, file, note};
-        store->reads[chatId] = {{ann.id, 11}};
+        seam(store).messages()[chatId] = {quoted, reply, file, note};
+        seam(store).reads()[chatId] = {{ann.id, 11}};
         model.setChatId(chatId);
         const QModelIndex r = model.index(model.rowOfMessage(11));
         QCOMPARE(r.data(TimelineModel::IsMineRole).toBool(), true);
@@ -243,7 +245,7 @@ private slots:
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.setFollowsSelection(false);
         model.setChatId(chatId);
-        store->messages[chatId] = {};
+        seam(store).messages()[chatId] = {};
         emit store->timelineChanged(chatId, {TimelineChange::reset, 0, 0});
         QString megabyte;
         megabyte.reserve(1 << 20);
@@ -274,7 +276,7 @@ private slots:
         TimelineModel model(store.get());
         model.setFollowsSelection(false);
         model.setChatId(chatId);
-        store->messages[chatId] = {};
+        seam(store).messages()[chatId] = {};
         auto* random = QRandomGenerator::global();
         const QString alphabet = QStringLiteral("ab *_~`|[]()<>@#\n\t-:é😀\u200d\x02CCMSG=");
         for (int i = 0; i < 200; ++i) {
@@ -291,7 +293,7 @@ private slots:
     }
 
     void conversationListFollowsActivity() {
-        store->chats.clear();
+        seam(store).chats().clear();
         const User saved = me;
         ChatListModel model(store.get());
         QAbstractItemModelTester tester(&model,
@@ -371,12 +373,12 @@ private slots:
     }
 
     void longConversationListUnderRandomTraffic() {
-        store->chats.clear();
+        seam(store).chats().clear();
         for (qint64 id = 1; id <= 700; ++id) {
             ChatSummary c =
                 conversation(id, {me, person(1000 + id, QStringLiteral("p%1").arg(id))});
             c.createdAt = 1000 + id * 7 % 701;
-            store->chats << c;
+            seam(store).chats() << c;
         }
         ChatListModel model(store.get());
         QAbstractItemModelTester tester(&model,
