@@ -9,6 +9,9 @@
 #include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -20,6 +23,16 @@ std::unique_ptr<QObject> make(QQmlEngine& engine, const QByteArray& source, QStr
     std::unique_ptr<QObject> object(component.isError() ? nullptr : component.create());
     if (!object) *errors = component.errorString();
     return object;
+}
+
+QStringList& warnings() {
+    static QStringList list;
+    return list;
+}
+
+void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg && !message.contains("XDG_RUNTIME_DIR"))
+        warnings().append(message);
 }
 } // namespace
 
@@ -104,6 +117,39 @@ private slots:
             make(engine, "import Velmarin.Models\nChatSwitcherModel { filter: \"x\" }", &errors);
         QVERIFY2(switcher, qPrintable(errors));
         QCOMPARE(switcher->property("filter").toString(), QStringLiteral("x"));
+    }
+
+    // A sheet on the shared frame and buttons: it opens without a warning,
+    // its action answers and closes it.
+    void confirmSheetRunsItsAction() {
+        QQmlEngine engine;
+        AppModel::configureEngine(engine);
+        QString errors;
+        const auto root = make(engine,
+                               "import QtQuick\nimport Velmarin\nWindow {\n"
+                               "    width: 600; height: 400; visible: true\n"
+                               "    property alias sheet: confirm\n"
+                               "    ConfirmSheet { id: confirm; message: \"Gone for good\"; "
+                               "confirmText: \"Delete\" }\n}",
+                               &errors);
+        QVERIFY2(root, qPrintable(errors));
+        auto* window = qobject_cast<QQuickWindow*>(root.get());
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        warnings().clear();
+        qInstallMessageHandler(collectWarnings);
+        auto* sheet = root->property("sheet").value<QObject*>();
+        QSignalSpy confirmed(sheet, SIGNAL(confirmed()));
+        QMetaObject::invokeMethod(sheet, "open");
+        QTRY_VERIFY(sheet->property("opened").toBool());
+        auto* button = root->findChild<QQuickItem*>("confirmButton");
+        QVERIFY(button);
+        QCOMPARE(button->property("text").toString(), QStringLiteral("Delete"));
+        QVERIFY(button->property("danger").toBool());
+        QMetaObject::invokeMethod(button, "clicked");
+        QCOMPARE(confirmed.count(), 1);
+        QTRY_VERIFY(!sheet->property("visible").toBool());
+        qInstallMessageHandler(nullptr);
+        QVERIFY2(warnings().isEmpty(), qPrintable(warnings().join('\n')));
     }
 };
 
