@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 ApplicationWindow {
     id: window

@@ -1,6 +1,6 @@
 pragma Singleton
 import QtQuick
-import Velmarin.Core
+import Velmarin.Models
 
 // Every colour, size and duration of the visual language in one place. The
 // colours come from the C++ palette, which keeps text at 4.5:1 or better in

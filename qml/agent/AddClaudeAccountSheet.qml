@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Adding a further Claude account to the Mac.
 AgentSheet {

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The agent's bars over the composer, top to bottom: idle advice, context,
 // build, working status, queue. Each shows only when it has something to say.

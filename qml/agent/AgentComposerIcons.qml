@@ -5,6 +5,7 @@ import QtQuick.Templates as T
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The agent's icons beside the attachment button: reset the context (asked
 // first), the health checks, and a screenshot of the Mac where one can be taken.

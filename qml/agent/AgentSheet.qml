@@ -1,50 +1,32 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Velmarin
 import Velmarin.Core
 
-// The frame of the session sheets: a centred card over a scrim with a title,
-// optional back and close buttons, and the sheet's own content below.
-Popup {
+// The session sheets: the common frame with a bar across the top (optional
+// back, the title, the sheet's own buttons, close) over content that runs to
+// the edges.
+Sheet {
     id: sheet
-    property string title
     property bool showBack: false
-    property int preferredWidth: 520
     property int preferredHeight: 600
-    default property alias content: body.data
+    default property alias panel: body.data
     property alias trailing: trailingRow.data
     signal backClicked()
 
-    parent: T.Overlay.overlay
-    x: Math.round((parent.width - width) / 2)
-    y: Math.round((parent.height - height) / 2)
-    width: Math.min(preferredWidth, parent.width - 48)
+    preferredWidth: 520
     height: Math.min(preferredHeight, parent.height - 48)
     padding: 0
-    modal: true
-    focus: true
+    fill: Theme.window
     closePolicy: Popup.CloseOnEscape
 
-    enter: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: Theme.motion } }
-    exit: Transition { NumberAnimation { property: "opacity"; from: 1; to: 0; duration: Theme.motionFast } }
-
-    background: Rectangle {
+    contentItem: ColumnLayout {
         // The sheet's name, on an item, where tests and tools look for it.
         objectName: sheet.objectName
-        radius: Theme.radiusCard
-        color: Theme.window
-        border.width: 1
-        border.color: Theme.separator
-    }
-    T.Overlay.modal: Rectangle { color: Theme.scrim }
-
-    ColumnLayout {
-        anchors.fill: parent
         spacing: 0
         Accessible.role: Accessible.Dialog
-        Accessible.name: sheet.title
+        Accessible.name: sheet.label
 
         RowLayout {
             Layout.fillWidth: true

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The messages waiting for the agent: one line that opens their review;
 // choosing one edits it before the agent gets to it.

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The build of this conversation: what it does, with its progress below.
 AgentBarLine {

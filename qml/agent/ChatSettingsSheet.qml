@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The settings of a session conversation: what Claude may do, how hard it
 // thinks, which model runs, Chrome, the project's files and the account.

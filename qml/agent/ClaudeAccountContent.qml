@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The main Claude sign-in of the Mac (or of `clientLabel`): who is signed in,
 // log out, or sign in with the two steps.

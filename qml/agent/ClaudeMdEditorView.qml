@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The project instructions of a session: its CLAUDE.md.
 TextFileEditorSheet {

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // Two small pies of the main sign-in's use, 5 hours and 7 days: red when use
 // runs ahead of the time passed, with a tick where pace stands.

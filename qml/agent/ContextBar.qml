@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // How full the session's context is, with the model and effort menus and the
 // badge of what actually runs.

@@ -2,7 +2,7 @@ import QtQuick
 import QtQml.Models
 import QtQuick.Controls.Basic
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The result of the session's last deploy: "Preview" for a site, "Update" for
 // an app. It pulses while the deploy is new; the context menu offers the

@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // One env file of a session's folder; a new name is created when it saves.
 TextFileEditorSheet {

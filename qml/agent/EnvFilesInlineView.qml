@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The env files of the session's folder, in the settings sheet: each opens
 // the editor; a new one is named here and created when the editor saves.

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // "Files": the session's working folder, one level at a time; files open in
 // the viewer, and a selection of them can be saved into a local folder.

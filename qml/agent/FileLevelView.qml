@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // One folder of the session's working folder: folders first as the host
 // sends them, then files with their size; in selecting mode files get a mark.

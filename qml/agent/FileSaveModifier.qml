@@ -5,6 +5,7 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Saving files of the Mac: the progress while they come, then a folder
 // chooser ("Save Here"), and an alert when one could not be fetched.

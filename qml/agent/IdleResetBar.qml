@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // After an idle hour with a full context: the advice to reset, in French on
 // purpose, with the three ways out.

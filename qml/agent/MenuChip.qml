@@ -2,7 +2,6 @@ import QtQuick
 import QtQml.Models
 import QtQuick.Controls.Basic
 import Velmarin
-import Velmarin.Core
 
 // A titled drop-down over a list of {name, selected} entries.
 Button {

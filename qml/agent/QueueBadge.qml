@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Where an own message stands with the agent: "QUEUED" with the send-now
 // button (and the bolt for a priority message), or the meter while in work.

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Starting a new session: walk to a folder on the Mac, pick what Claude may
 // do there, and start.

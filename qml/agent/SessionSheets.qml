@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The sheets of a session conversation and the ways between them: settings
 // lead to CLAUDE.md, the env files and the file explorer; the explorer to

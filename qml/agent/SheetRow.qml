@@ -2,7 +2,6 @@ import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
 
 // One tappable row of a sheet: a symbol, a title, an optional value at the
 // right and a chevron when it leads somewhere.

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The two steps of a Claude sign-in once it has started: open the page,
 // paste the code it gives.

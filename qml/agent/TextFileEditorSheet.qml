@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The editor of a text file of the session's folder, over the one editor
 // model: ClaudeMdEditorView and EnvFileEditorView are its two uses. A failed

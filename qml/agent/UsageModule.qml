@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The usage section: each Claude account with its two windows, the machines
 // it signs in on and the conversations that run on it.

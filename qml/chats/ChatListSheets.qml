@@ -1,6 +1,7 @@
 import QtQuick
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The sheets the conversation list opens: new chat or group, a
 // conversation's invite, and the question before deleting one.

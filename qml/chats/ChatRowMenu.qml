@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // What can be done with one conversation from its row: mute or unmute, its
 // settings, its invite, and deleting it (after asking).

@@ -4,6 +4,7 @@ import QtQuick.Dialogs
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // A conversation's invite: the code and the text to hand out (code@server)
 // with its QR, the link for a browser; a new code replaces the old one, and
@@ -157,9 +158,10 @@ Sheet {
         }
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
+    SheetButtons {
+        cancelText: ""
+        confirmText: Loc.l("Done", Loc.revision)
+        onConfirm: sheet.close()
         SecondaryButton {
             objectName: "rotateInviteButton"
             symbol: "arrow.clockwise"
@@ -172,11 +174,6 @@ Sheet {
             text: Loc.l("Revoke", Loc.revision)
             enabled: sheet.hasCode && !sheet.invite.busy
             onClicked: sheet.invite.revoke()
-        }
-        Item { Layout.fillWidth: true }
-        PrimaryButton {
-            text: Loc.l("Done", Loc.revision)
-            onClicked: sheet.close()
         }
     }
 }

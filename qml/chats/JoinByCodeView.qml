@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // "Join another conversation": an invite code typed, pasted or read from a
 // QR picture. A join that went through opens the conversation and closes this.
@@ -60,7 +61,7 @@ Sheet {
         placeholderText: Loc.l("Invite code", Loc.revision)
         enabled: !sheet.join.busy
         onTextChanged: sheet.join.code = text
-        onAccepted: joinButton.clicked()
+        onAccepted: buttons.submit()
     }
     RowLayout {
         Layout.fillWidth: true
@@ -93,28 +94,17 @@ Sheet {
         Accessible.name: text
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
+    SheetButtons {
+        id: buttons
+        confirmText: Loc.l("Join conversation", Loc.revision)
+        confirmObjectName: "joinCodeConfirm"
+        confirmEnabled: !sheet.join.busy && codeField.text.trim().length > 0
+        onCancel: sheet.close()
+        onConfirm: sheet.join.join()
         WorkingIndicator {
             visible: sheet.join.busy
             barCount: 3
             barHeight: 10
-        }
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: sheet.close()
-        }
-        PrimaryButton {
-            id: joinButton
-            objectName: "joinCodeConfirm"
-            text: Loc.l("Join conversation", Loc.revision)
-            enabled: !sheet.join.busy && codeField.text.trim().length > 0
-            onClicked: {
-                if (enabled)
-                    sheet.join.join()
-            }
         }
     }
 }

@@ -19,22 +19,14 @@ Sheet {
         font.pixelSize: Theme.body
         wrapMode: Text.Wrap
     }
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: confirm.close()
-        }
-        PrimaryButton {
-            objectName: "confirmButton"
-            text: confirm.confirmText
-            danger: true
-            onClicked: {
-                confirm.close()
-                confirm.confirmed()
-            }
+    SheetButtons {
+        confirmText: confirm.confirmText
+        confirmObjectName: "confirmButton"
+        confirmDanger: true
+        onCancel: confirm.close()
+        onConfirm: {
+            confirm.close()
+            confirm.confirmed()
         }
     }
 }

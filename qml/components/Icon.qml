@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // A symbol by its name, drawn from the bundled icon font.
 Text {

@@ -3,14 +3,17 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import QtQuick.Templates as T
 import Velmarin
-import Velmarin.Core
 
-// A centred modal panel with a title over its content; Esc or a click
-// outside closes it.
+// The frame of every sheet: a centred modal card over a scrim, with a title
+// over its content; Esc or a click outside closes it. A sheet with a header
+// bar of its own (AgentSheet) replaces the content item and keeps the rest.
 Popup {
     id: sheet
     property string title
+    // What a screen reader calls the sheet; the title when it has one.
+    property string label: title
     property int preferredWidth: 440
+    property color fill: Theme.surface
     default property alias content: body.data
 
     parent: T.Overlay.overlay
@@ -19,6 +22,7 @@ Popup {
     width: Math.min(preferredWidth, parent.width - 48)
     height: Math.min(implicitHeight, parent.height - 48)
     padding: Theme.padL
+    spacing: Theme.padM
     modal: true
     focus: true
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
@@ -28,16 +32,16 @@ Popup {
 
     background: Rectangle {
         radius: Theme.radiusCard
-        color: Theme.surface
+        color: sheet.fill
         border.width: 1
         border.color: Theme.separator
     }
     T.Overlay.modal: Rectangle { color: Theme.scrim }
 
     contentItem: ColumnLayout {
-        spacing: Theme.padM
+        spacing: sheet.spacing
         Accessible.role: Accessible.Dialog
-        Accessible.name: sheet.title
+        Accessible.name: sheet.label
 
         Text {
             Layout.fillWidth: true
@@ -54,7 +58,7 @@ Popup {
             id: body
             Layout.fillWidth: true
             Layout.fillHeight: true
-            spacing: Theme.padM
+            spacing: sheet.spacing
         }
     }
 }

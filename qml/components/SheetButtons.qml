@@ -13,6 +13,8 @@ RowLayout {
     property string confirmText
     property bool confirmEnabled: true
     property bool confirmVisible: true
+    // For an action that cannot be undone.
+    property bool confirmDanger: false
     property string confirmObjectName
     default property alias leading: lead.data
     signal cancel()
@@ -40,6 +42,7 @@ RowLayout {
     PrimaryButton {
         objectName: footer.confirmObjectName
         visible: footer.confirmVisible
+        danger: footer.confirmDanger
         text: footer.confirmText
         enabled: footer.confirmEnabled
         onClicked: footer.submit()

@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The short notice of AppModel.toast, at the bottom centre.
 Rectangle {

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // While the agent works: the looping meter, what it does now, the tools it
 // drives, and a stop button that reads "Stopping…" once pressed.

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Under a bubble: its reactions, one chip per emoji with how many gave it
 // (the person's own in the accent), and under the newest own message of a

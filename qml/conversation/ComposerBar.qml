@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The composer: what a reply answers or which message is being edited, the
 // pictures and files waiting to go, and the draft. Enter sends, Shift+Enter

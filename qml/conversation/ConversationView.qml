@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The open conversation: its rows from the newest at the bottom upwards, the
 // agent's status bar and the composer. Only the rows in view (and a short

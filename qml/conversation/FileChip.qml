@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // A file in a message: a click opens it with the desktop's own program, the
 // arrow saves it elsewhere; while it comes down, a bar shows how far.

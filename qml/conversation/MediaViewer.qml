@@ -4,6 +4,7 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // A picture over the whole window. The wheel, a pinch or + and - zoom it
 // (0 fits it again), a drag moves a zoomed picture, Esc or a click beside

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // What can be done with one message, from its context menu.
 Menu {

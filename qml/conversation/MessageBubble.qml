@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // One message: own ones on the right in the accent, others' on the left on a
 // neutral surface; the sender's name in groups, a reply quote, pictures, the

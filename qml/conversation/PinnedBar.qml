@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The open conversation's pinned message above the timeline: a click jumps to
 // it, the cross (for those who may pin) unpins it.

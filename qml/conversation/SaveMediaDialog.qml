@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Dialogs
 import Velmarin.Core
+import Velmarin.Models
 
 // Asks where a file or picture of a message goes, then saves it there.
 FileDialog {

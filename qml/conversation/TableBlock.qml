@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // A table of a message: a header row and the rows under it in a grid that
 // scrolls sideways inside the bubble when it is wider.

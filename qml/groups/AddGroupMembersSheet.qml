@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Picks people of the group's server who are not in it yet, and adds them.
 Sheet {
@@ -91,22 +92,14 @@ Sheet {
         }
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: sheet.close()
-        }
-        PrimaryButton {
-            objectName: "confirmAddMembers"
-            text: Loc.l("Add", Loc.revision) + (sheet.picked.length > 0 ? " (" + sheet.picked.length + ")" : "")
-            enabled: sheet.picked.length > 0 && !sheet.group.busy
-            onClicked: {
-                sheet.group.addMembers(sheet.picked)
-                sheet.close()
-            }
+    SheetButtons {
+        confirmText: Loc.l("Add", Loc.revision) + (sheet.picked.length > 0 ? " (" + sheet.picked.length + ")" : "")
+        confirmObjectName: "confirmAddMembers"
+        confirmEnabled: sheet.picked.length > 0 && !sheet.group.busy
+        onCancel: sheet.close()
+        onConfirm: {
+            sheet.group.addMembers(sheet.picked)
+            sheet.close()
         }
     }
 }

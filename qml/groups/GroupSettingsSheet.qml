@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // A group's settings: its picture and title, its members with their roles,
 // and the ways to add, remove, promote and leave.
@@ -124,9 +125,10 @@ Sheet {
         Accessible.name: text
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        spacing: Theme.pad
+    SheetButtons {
+        cancelText: ""
+        confirmText: Loc.l("Done", Loc.revision)
+        onConfirm: sheet.close()
         PrimaryButton {
             objectName: "leaveGroupButton"
             visible: !sheet.group.isOwner
@@ -139,11 +141,6 @@ Sheet {
             visible: sheet.group.busy
             barCount: 3
             barHeight: 10
-        }
-        Item { Layout.fillWidth: true }
-        PrimaryButton {
-            text: Loc.l("Done", Loc.revision)
-            onClicked: sheet.close()
         }
     }
 

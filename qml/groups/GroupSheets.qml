@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Dialogs
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The sheets of groups and people, placed once in the window, and where a
 // conversation's "Settings" leads: a group's settings, a session's settings,

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // "New AI chat": the agents of every server, the primary server's own first,
 // and a new Claude session in a folder of the host.
@@ -109,17 +110,13 @@ Sheet {
         Accessible.name: text
     }
 
-    RowLayout {
-        Layout.fillWidth: true
+    SheetButtons {
+        confirmVisible: false
+        onCancel: sheet.close()
         WorkingIndicator {
             visible: sheet.people.busy
             barCount: 3
             barHeight: 10
-        }
-        Item { Layout.fillWidth: true }
-        SecondaryButton {
-            text: Loc.l("Cancel", Loc.revision)
-            onClicked: sheet.close()
         }
     }
 }

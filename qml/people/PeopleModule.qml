@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The people section: everyone the person knows on their servers, by
 // server and name. A row opens the person's profile; its button writes to them.

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Adds a server by its address, by an invite (code@server), or by a pairing
 // code typed or read from a QR picture.

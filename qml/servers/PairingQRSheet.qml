@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // This device's one-use pairing code, as a QR and as text, for a new device
 // of the same person.
@@ -85,12 +86,9 @@ Sheet {
         elide: Text.ElideMiddle
     }
 
-    RowLayout {
-        Layout.fillWidth: true
-        Item { Layout.fillWidth: true }
-        PrimaryButton {
-            text: Loc.l("Done", Loc.revision)
-            onClicked: sheet.close()
-        }
+    SheetButtons {
+        cancelText: ""
+        confirmText: Loc.l("Done", Loc.revision)
+        onConfirm: sheet.close()
     }
 }

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The servers this device talks to: the primary one, then every extra
 // server with its state, each removable; adding one and pairing a new

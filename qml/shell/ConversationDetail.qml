@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The detail side of the conversations section: with a conversation selected,
 // its header (title, who types or whether the person is online) over the

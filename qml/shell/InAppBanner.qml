@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // A new message elsewhere while the app is in front: the conversation, the
 // sender and the text at the top. A click opens the conversation; it goes by

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // What an empty list offers someone who has no conversation yet: the way in
 // by invite code, or "Not now" for the rest of this sign-in.

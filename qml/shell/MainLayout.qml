@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The signed-in frame: the rail at the left, the current section beside it,
 // and the main menu drawer over both.

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Templates as T
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Every section in a panel from the left edge, for narrow windows.
 Drawer {

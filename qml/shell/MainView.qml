@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The conversations section: the list and the selected conversation side by
 // side, or stacked below 900 px where the conversation slides in over the list.

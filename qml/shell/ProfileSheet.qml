@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // Another person's profile, opened by a velmarin://user/ link, the people
 // section or a member of a group: the picture, name and presence, what they

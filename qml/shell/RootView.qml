@@ -1,6 +1,6 @@
 import QtQuick
 import Velmarin
-import Velmarin.Core
+import Velmarin.Models
 
 // The login screen while there is no session, the main layout once there is
 // one, and the toast above both.

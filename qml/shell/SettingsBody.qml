@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmarin
 import Velmarin.Core
+import Velmarin.Models
 
 // The app's settings: notifications, language, theme and accent, and the
 // rows of what this build does not offer yet.

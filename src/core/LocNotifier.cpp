@@ -3,8 +3,15 @@
 #include <QQmlEngine>
 #include <QVariantMap>
 
+// Generated with the module; it registers Velmarin.Core when its file is linked.
+void qml_register_types_Velmarin_Core();
+
 LocNotifier* LocNotifier::instance() {
     static LocNotifier* notifier = [] {
+        // Naming the registration keeps the linker from dropping it from the
+        // static library: whoever uses the language gets the module.
+        volatile auto registration = &qml_register_types_Velmarin_Core;
+        Q_UNUSED(registration);
         auto* created = new LocNotifier;
         // An engine that goes away must not take the process-wide object with it.
         QQmlEngine::setObjectOwnership(created, QQmlEngine::CppOwnership);
@@ -13,9 +20,8 @@ LocNotifier* LocNotifier::instance() {
     return notifier;
 }
 
-void LocNotifier::registerQml(const char* uri) {
-    qmlRegisterSingletonType<LocNotifier>(
-        uri, 1, 0, "Loc", [](QQmlEngine*, QJSEngine*) -> QObject* { return instance(); });
+LocNotifier* LocNotifier::create(QQmlEngine*, QJSEngine*) {
+    return instance();
 }
 
 QString LocNotifier::language() const {

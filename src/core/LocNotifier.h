@@ -1,8 +1,7 @@
 #pragma once
 
-// Lets QML redraw every text at once when the language changes. Registered as
-// the singleton "Loc" (registerQml); a binding passes `Loc.revision` so it
-// depends on it:
+// Lets QML redraw every text at once when the language changes. The singleton
+// "Loc" of Velmarin.Core; a binding passes `Loc.revision` so it depends on it:
 //     text: Loc.l("Cancel", Loc.revision)
 //     text: Loc.lf("Move to %@", [name], Loc.revision)
 
@@ -10,9 +9,15 @@
 
 #include <QObject>
 #include <QVariantList>
+#include <QtQml/qqmlregistration.h>
+
+class QJSEngine;
+class QQmlEngine;
 
 class LocNotifier : public QObject {
     Q_OBJECT
+    QML_NAMED_ELEMENT(Loc)
+    QML_SINGLETON
     Q_PROPERTY(int revision READ revision NOTIFY languageChanged)
     Q_PROPERTY(QString language READ language NOTIFY languageChanged)
     Q_PROPERTY(QString code READ code NOTIFY languageChanged)
@@ -21,8 +26,8 @@ class LocNotifier : public QObject {
 public:
     // Main thread only. Never destroyed, so no binding outlives it.
     static LocNotifier* instance();
-    // Makes the instance the singleton "Loc" of `uri` 1.0 for every engine.
-    static void registerQml(const char* uri);
+    // What every engine is given: the one instance, which no engine owns.
+    static LocNotifier* create(QQmlEngine*, QJSEngine*);
 
     int revision() const { return m_revision; }
     // Raw value of Loc::current().

@@ -253,7 +253,6 @@ int main(int argc, char* argv[]) {
         adoptDesktopLookOnFirstStart(store, desktopPrefersDark());
     if (const auto section = sectionFromRaw(options.section)) store.setSection(*section);
     AppModel model(&store);
-    AppModel::registerQmlTypes();
 
     QQmlApplicationEngine engine;
     AppModel::configureEngine(engine);

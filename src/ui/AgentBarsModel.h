@@ -17,12 +17,15 @@
 #include <QUrl>
 #include <QVariantList>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 #include <functional>
 
 class Store;
 
 class AgentBarsModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId NOTIFY changed)
     Q_PROPERTY(bool isSession READ isSession NOTIFY changed)
     // Idle advice

@@ -3,9 +3,7 @@
 #include "BuildSettings.h"
 #include "core/LocNotifier.h"
 #include "store/Store.h"
-#include "ui/ChatSwitcherModel.h"
 #include "ui/Icons.h"
-#include "ui/LoginViewModel.h"
 #include "ui/Palette.h"
 #include "ui/PinnedImageLoader.h"
 
@@ -14,6 +12,9 @@
 #include <QFontDatabase>
 #include <QGuiApplication>
 #include <QQmlEngine>
+
+// Generated with the module; it registers Velmarin.Models when its file is linked.
+void qml_register_types_Velmarin_Models();
 
 namespace {
 QPointer<AppModel>& currentInstance() {
@@ -93,43 +94,17 @@ AppModel* AppModel::current() {
     return currentInstance();
 }
 
-void AppModel::registerQmlTypes() {
-    static bool done = false;
-    if (done) return;
-    done = true;
-    const char* uri = "Velmarin.Core";
-    qmlRegisterSingletonType<AppModel>(
-        uri, 1, 0, "AppModel", [](QQmlEngine*, QJSEngine*) -> QObject* {
-            AppModel* model = current();
-            if (model) QQmlEngine::setObjectOwnership(model, QQmlEngine::CppOwnership);
-            return model;
-        });
-    qmlRegisterType<LoginViewModel>(uri, 1, 0, "LoginViewModel");
-    qmlRegisterType<ChatSwitcherModel>(uri, 1, 0, "ChatSwitcherModel");
-    const QString owned = QStringLiteral("AppModel owns it");
-    qmlRegisterUncreatableType<ChatListModel>(uri, 1, 0, "ChatListModel", owned);
-    qmlRegisterUncreatableType<TimelineModel>(uri, 1, 0, "TimelineModel", owned);
-    qmlRegisterUncreatableType<ComposerModel>(uri, 1, 0, "ComposerModel", owned);
-    qmlRegisterUncreatableType<ServersViewModel>(uri, 1, 0, "ServersViewModel", owned);
-    qmlRegisterUncreatableType<InviteViewModel>(uri, 1, 0, "InviteViewModel", owned);
-    qmlRegisterUncreatableType<NewChatViewModel>(uri, 1, 0, "NewChatViewModel", owned);
-    qmlRegisterUncreatableType<ChatActionsModel>(uri, 1, 0, "ChatActionsModel", owned);
-    qmlRegisterUncreatableType<SessionSettingsModel>(uri, 1, 0, "SessionSettingsModel", owned);
-    qmlRegisterUncreatableType<TextFileEditorModel>(uri, 1, 0, "TextFileEditorModel", owned);
-    qmlRegisterUncreatableType<FolderBrowserModel>(uri, 1, 0, "FolderBrowserModel", owned);
-    qmlRegisterUncreatableType<RemoteFilesModel>(uri, 1, 0, "RemoteFilesModel", owned);
-    qmlRegisterUncreatableType<UsageViewModel>(uri, 1, 0, "UsageViewModel", owned);
-    qmlRegisterUncreatableType<ClaudeSignInModel>(uri, 1, 0, "ClaudeSignInModel", owned);
-    qmlRegisterUncreatableType<AgentBarsModel>(uri, 1, 0, "AgentBarsModel", owned);
-    qmlRegisterUncreatableType<JoinViewModel>(uri, 1, 0, "JoinViewModel", owned);
-    qmlRegisterUncreatableType<GroupSettingsModel>(uri, 1, 0, "GroupSettingsModel", owned);
-    qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
-    qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
-    qmlRegisterUncreatableType<MediaTransfers>(uri, 1, 0, "MediaTransfers", owned);
-    LocNotifier::registerQml(uri);
+AppModel* AppModel::create(QQmlEngine*, QJSEngine*) {
+    AppModel* model = current();
+    if (model) QQmlEngine::setObjectOwnership(model, QQmlEngine::CppOwnership);
+    return model;
 }
 
 void AppModel::configureEngine(QQmlEngine& engine) {
+    // Naming the registration keeps the linker from dropping it from the
+    // static library.
+    volatile auto registration = &qml_register_types_Velmarin_Models;
+    Q_UNUSED(registration);
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     static PinnedNetworkFactory pinned;
     engine.setNetworkAccessManagerFactory(&pinned);

@@ -1,9 +1,9 @@
 #pragma once
 
 // The one view model the QML frame reads: the session, navigation, settings
-// and look of the app, over the one Store. Registered as the QML singleton
-// "AppModel" of Velmarin.Core (registerQmlTypes); every engine gets the
-// instance that exists at the time, so tests can make a fresh one per case.
+// and look of the app, over the one Store. The singleton "AppModel" of
+// Velmarin.Models; every engine gets the instance that exists at the time, so
+// tests can make a fresh one per case.
 
 #include "ui/AgentBarsModel.h"
 #include "ui/ChatActionsModel.h"
@@ -30,13 +30,17 @@
 #include <QPointer>
 #include <QVariantList>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 #include <memory>
 
+class QJSEngine;
 class QQmlEngine;
 class Store;
 
 class AppModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
     // Session
     Q_PROPERTY(bool signedIn READ signedIn NOTIFY sessionChanged)
     Q_PROPERTY(QString myName READ myName NOTIFY sessionChanged)
@@ -109,9 +113,8 @@ public:
 
     // The instance QML engines are given; the most recently made one.
     static AppModel* current();
-    // Registers AppModel, LoginViewModel, Loc and the icon lookup under
-    // "Velmarin.Core" 1.0. Safe to call more than once.
-    static void registerQmlTypes();
+    // What an engine is given: current(), which stays the app's to delete.
+    static AppModel* create(QQmlEngine*, QJSEngine*);
     // Points an engine at the views compiled into the binary (Qt 6.4 does not
     // look in qrc:/qt/qml by itself).
     static void configureEngine(QQmlEngine& engine);

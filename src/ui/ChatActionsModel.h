@@ -5,11 +5,14 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class ChatActionsModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
 
 public:
     explicit ChatActionsModel(Store* store, QObject* parent = nullptr);

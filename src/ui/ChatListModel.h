@@ -10,10 +10,13 @@
 
 #include <QAbstractListModel>
 #include <QPointer>
+#include <QtQml/qqmlregistration.h>
 #include <vector>
 
 class ChatListModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(QString search READ search WRITE setSearch NOTIFY searchChanged)
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
 

@@ -6,11 +6,13 @@
 
 #include <QAbstractListModel>
 #include <QPointer>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class ChatSwitcherModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
 

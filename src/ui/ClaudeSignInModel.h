@@ -8,11 +8,14 @@
 #include <QPointer>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class ClaudeSignInModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(bool addingAccount READ addingAccount NOTIFY changed)
     Q_PROPERTY(bool loading READ loading NOTIFY changed)
     Q_PROPERTY(bool loggedIn READ loggedIn NOTIFY changed)

@@ -10,9 +10,12 @@
 #include <QPointer>
 #include <QUuid>
 #include <QVariantList>
+#include <QtQml/qqmlregistration.h>
 
 class ComposerModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId WRITE setChatId NOTIFY chatIdChanged)
     Q_PROPERTY(bool followsSelection READ followsSelection WRITE setFollowsSelection NOTIFY
                    followsSelectionChanged)

@@ -10,11 +10,14 @@
 #include <QVariantList>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class FolderBrowserModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(QString path READ path NOTIFY listingChanged)
     Q_PROPERTY(bool hasParent READ hasParent NOTIFY listingChanged)
     // {name, path} of each subfolder.

@@ -12,12 +12,15 @@
 #include <QPointer>
 #include <QUrl>
 #include <QVariantList>
+#include <QtQml/qqmlregistration.h>
 #include <functional>
 
 class Store;
 
 class GroupSettingsModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId NOTIFY chatChanged)
     // False once the group is gone: deleted, or this person left or was removed.
     Q_PROPERTY(bool exists READ exists NOTIFY chatChanged)

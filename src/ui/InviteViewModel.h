@@ -7,11 +7,14 @@
 #include <QObject>
 #include <QPointer>
 #include <QUrl>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class InviteViewModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId NOTIFY chatChanged)
     Q_PROPERTY(QString chatTitle READ chatTitle NOTIFY chatChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)

@@ -9,12 +9,15 @@
 #include <QPointer>
 #include <QSet>
 #include <QUrl>
+#include <QtQml/qqmlregistration.h>
 #include <optional>
 
 class Store;
 
 class JoinViewModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(QString code READ code WRITE setCode NOTIFY codeChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)
     // The view's own notice, else the store's error after a join failed.

@@ -11,11 +11,14 @@
 #include <QSet>
 #include <QUrl>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class MediaTransfers : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     // Media address -> fraction received (0 to 1), or -1 while the size is unknown.
     Q_PROPERTY(QVariantMap progress READ progress NOTIFY progressChanged)
 

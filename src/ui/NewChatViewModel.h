@@ -7,12 +7,15 @@
 #include <QAbstractListModel>
 #include <QPointer>
 #include <QSet>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 struct User;
 
 class NewChatViewModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
     // A group is made on the primary server, so it offers only its people.
     Q_PROPERTY(bool groupMode READ groupMode WRITE setGroupMode NOTIFY groupModeChanged)

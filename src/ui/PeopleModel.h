@@ -8,6 +8,7 @@
 #include <QCoroTask>
 #include <QPointer>
 #include <QVariantList>
+#include <QtQml/qqmlregistration.h>
 #include <functional>
 
 class Store;
@@ -15,6 +16,8 @@ struct User;
 
 class PeopleModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
     Q_PROPERTY(QString search READ search WRITE setSearch NOTIFY searchChanged)
     // How many servers the rows come from: the view heads each group of rows

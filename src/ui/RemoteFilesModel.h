@@ -12,11 +12,14 @@
 #include <QVariantList>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class RemoteFilesModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId NOTIFY levelsChanged)
     Q_PROPERTY(int depth READ depth NOTIFY levelsChanged)
     // The top level: {path, title, loading, failed, blocked, truncated, entries}

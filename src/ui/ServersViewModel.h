@@ -7,11 +7,14 @@
 #include <QAbstractListModel>
 #include <QPointer>
 #include <QUrl>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class ServersViewModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
     Q_PROPERTY(QString primaryUrl READ primaryUrl NOTIFY primaryChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)

@@ -10,11 +10,14 @@
 #include <QVariantList>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class SessionSettingsModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId WRITE setChatId NOTIFY chatIdChanged)
     Q_PROPERTY(bool isSession READ isSession NOTIFY chatIdChanged)
     // Whether the conversation open in the window is a session: its header

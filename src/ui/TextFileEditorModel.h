@@ -8,11 +8,14 @@
 #include <QPointer>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 
 class TextFileEditorModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId NOTIFY fileChanged)
     // Empty for CLAUDE.md, else the env file's name.
     Q_PROPERTY(QString envName READ envName NOTIFY fileChanged)

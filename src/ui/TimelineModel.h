@@ -15,11 +15,14 @@
 #include <QAbstractListModel>
 #include <QPointer>
 #include <QSet>
+#include <QtQml/qqmlregistration.h>
 #include <initializer_list>
 #include <vector>
 
 class TimelineModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 chatId READ chatId WRITE setChatId NOTIFY chatIdChanged)
     Q_PROPERTY(bool followsSelection READ followsSelection WRITE setFollowsSelection NOTIFY
                    followsSelectionChanged)

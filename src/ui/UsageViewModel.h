@@ -12,6 +12,7 @@
 #include <QVariantList>
 
 #include <QCoroTask>
+#include <QtQml/qqmlregistration.h>
 
 class Store;
 struct ClaudeAccount;
@@ -19,6 +20,8 @@ struct ClaudeUsageWindow;
 
 class UsageViewModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     // One entry per account: {email, title, hasUsage, cards, clients, chats,
     // held, holder, mainEmail}; a card is {title, short, util, expected
     // (-1 without a reset), overPace, pill, countdown, resetClock}.

@@ -9,12 +9,15 @@
 #include <QObject>
 #include <QPointer>
 #include <QUrl>
+#include <QtQml/qqmlregistration.h>
 #include <optional>
 
 class Store;
 
 class UserProfileModel : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("AppModel owns it")
     Q_PROPERTY(qint64 userId READ userId NOTIFY userChanged)
     Q_PROPERTY(QUrl avatarUrl READ avatarUrl NOTIFY userChanged)
     Q_PROPERTY(QString presence READ presence NOTIFY presenceChanged)

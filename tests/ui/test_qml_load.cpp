@@ -203,7 +203,6 @@ private slots:
         qInstallMessageHandler(collectWarnings);
         QAccessible::setActive(true);
         QVERIFY(Icons::loadFont());
-        AppModel::registerQmlTypes();
         Config::overrideWellKnownServers("http://127.0.0.1:1", "http://127.0.0.1:1",
                                          "http://127.0.0.1:1");
     }

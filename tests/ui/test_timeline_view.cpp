@@ -124,7 +124,6 @@ class TestTimelineView : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY(Icons::loadFont());
-        AppModel::registerQmlTypes();
         Config::overrideWellKnownServers("http://127.0.0.1:1", "http://127.0.0.1:1",
                                          "http://127.0.0.1:1");
     }

@@ -50,8 +50,6 @@ class TestLocalisation : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { LocNotifier::registerQml("Velmarin"); }
-
     // Must stay the first case that reads Loc in this process.
     void firstValueComesFromPreferences() {
         ScopedPrefs prefs;
@@ -327,7 +325,7 @@ private slots:
         QQmlEngine engine;
         QQmlComponent component(&engine);
         component.setData(R"(import QtQml
-import Velmarin
+import Velmarin.Core
 QtObject {
     property string plain: Loc.l("Cancel", Loc.revision)
     property string note: Loc.lsys("Ana reset the context", Loc.revision)
@@ -353,7 +351,7 @@ QtObject {
         {
             QQmlEngine engine;
             QQmlComponent component(&engine);
-            component.setData("import QtQml\nimport Velmarin\nQtObject { property int r: "
+            component.setData("import QtQml\nimport Velmarin.Core\nQtObject { property int r: "
                               "Loc.revision }",
                               QUrl());
             std::unique_ptr<QObject> view(component.create());
