@@ -58,7 +58,7 @@ private slots:
         const QList<Message> newest = await(bob.api.messages(chat.id, std::nullopt));
         QCOMPARE(newest.size(), 50);
         auto holdsNewestPage = [&] {
-            const QList<Message>& local = alice->messages()[chat.id];
+            const QList<Message>& local = alice->messages().constFind(chat.id).value();
             return std::all_of(newest.begin(), newest.end(), [&](const Message& m) {
                 return std::any_of(local.begin(), local.end(), [&](const Message& l) {
                     return l.id == m.id && l.text == m.text;
@@ -66,13 +66,13 @@ private slots:
             });
         };
         if (!QTest::qWaitFor([&] { return alice->linkUp(0) && holdsNewestPage(); }, 30000)) {
-            const QList<Message>& local = alice->messages()[chat.id];
+            const QList<Message>& local = alice->messages().constFind(chat.id).value();
             qWarning() << "connected" << alice->linkUp(0) << "local" << local.size() << "last"
                        << (local.isEmpty() ? 0 : local.last().id) << "server newest"
                        << newest.first().id << newest.last().id;
             QFAIL("the client does not hold the server's newest page");
         }
-        const QList<Message>& local = alice->messages()[chat.id];
+        const QList<Message>& local = alice->messages().constFind(chat.id).value();
         QSet<qint64> seen;
         for (int i = 0; i < local.size(); ++i) {
             QVERIFY2(!seen.contains(local[i].id), "a message is held twice");

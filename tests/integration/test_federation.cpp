@@ -159,7 +159,7 @@ private slots:
                  qPrintable(media));
         QCOMPARE(merged->lastMessage->senderId, global(bobL.user.id, 1));
         await(alice->openChat(linkedId));
-        const QList<Message>& history = alice->messages()[linkedId];
+        const QList<Message>& history = alice->messages().constFind(linkedId).value();
         const auto mine = std::find_if(history.begin(), history.end(),
                                        [&](const Message& m) { return m.id == global(own.id, 1); });
         QVERIFY(mine != history.end());

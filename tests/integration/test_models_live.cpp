@@ -148,7 +148,7 @@ private slots:
         composer.setImageCaption("see attached");
         composer.sendPendingFiles();
         QTRY_COMPARE_WITH_TIMEOUT(sent.size(), 2, 10000);
-        const QList<Message>& history = alice->messages()[chat.id];
+        const QList<Message>& history = alice->messages().constFind(chat.id).value();
         QCOMPARE(history.last().text, "see attached"); // the caption follows on its own
         const Message file = history[history.size() - 2];
         QCOMPARE(file.media->kind, "file");

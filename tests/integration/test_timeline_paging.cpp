@@ -120,7 +120,7 @@ private slots:
         local.removeAt(2); // missed while the link was down
         local.removeAt(1);
         await(alice->openChat(c.id));
-        const QList<Message>& after = alice->messages()[c.id];
+        const QList<Message>& after = alice->messages().constFind(c.id).value();
         QCOMPARE(after.size(), 6);
         for (int i = 1; i < after.size(); ++i)
             QVERIFY(after[i - 1].id < after[i].id);

@@ -195,7 +195,7 @@ private slots:
                             roll == 2 ? deployLine(QString("https://d%1.example").arg(id))
                                       : QString("plain %1").arg(step)));
             std::optional<qint64> expected;
-            const QList<Message>& list = store->messages()[sessionId];
+            const QList<Message>& list = store->messages().constFind(sessionId).value();
             for (auto m = list.crbegin(); m != list.crend() && !expected; ++m)
                 if (m->deployTarget()) expected = m->id;
             const auto latest = store->latestDeploy(sessionId);
