@@ -77,9 +77,28 @@ public:
     }
 };
 
+// A player that remembers what it was asked to play and when it stopped.
+class FakePlayer : public PlayerBackend {
+public:
+    QString playing;
+    QStringList played;
+    qint64 length = 4000;
+    qint64 at = 0;
+    void play(const QString& path) override {
+        playing = path;
+        played << path;
+    }
+    void pause() override {}
+    void stop() override { playing.clear(); }
+    void seek(qint64 positionMs) override { at = positionMs; }
+    qint64 position() const override { return at; }
+    qint64 duration() const override { return length; }
+};
+
 class FakeBackend : public AudioBackend {
 public:
     FakeCapture* capture = new FakeCapture; // owned by the recorder once asked for
+    FakePlayer* player = new FakePlayer;    // owned by the audio player once asked for
     std::unique_ptr<CaptureLayer> createCapture() override {
         return std::unique_ptr<CaptureLayer>(capture);
     }
@@ -87,5 +106,7 @@ public:
         return std::make_unique<AacFileWriter>();
     }
     std::unique_ptr<Recogniser> createRecogniser(const QString&) override { return nullptr; }
-    std::unique_ptr<PlayerBackend> createPlayer() override { return nullptr; }
+    std::unique_ptr<PlayerBackend> createPlayer() override {
+        return std::unique_ptr<PlayerBackend>(player);
+    }
 };
