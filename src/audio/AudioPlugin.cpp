@@ -14,6 +14,12 @@ class AudioPlugin : public QObject, public AudioBackend {
     Q_INTERFACES(AudioBackend)
 
 public:
+    AudioPlugin() {
+        // Qt 6.4 would pick GStreamer, whose AAC decoder is a separate package;
+        // FFmpeg is here already for the writer.
+        if (!qEnvironmentVariableIsSet("QT_MEDIA_BACKEND")) qputenv("QT_MEDIA_BACKEND", "ffmpeg");
+    }
+
     std::unique_ptr<CaptureLayer> createCapture() override { return std::make_unique<QtCapture>(); }
     std::unique_ptr<AudioFileWriter> createWriter() override {
         return std::make_unique<AacFileWriter>();

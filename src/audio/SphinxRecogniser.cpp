@@ -52,9 +52,11 @@ struct SphinxRecogniser::Worker {
         const QByteArray dir = modelDir.toUtf8();
         const QByteArray hmm = dir + "/en-us", lm = dir + "/en-us.lm.bin",
                          dict = dir + "/cmudict-en-us.dict";
-        config =
-            cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm", lm.constData(),
-                        "-dict", dict.constData(), "-logfn", "/dev/null", nullptr);
+        config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm",
+                             lm.constData(), "-dict", dict.constData(), "-logfn", "/dev/null",
+                             // Digital silence (a muted or virtual input) would skew the
+                             // normalisation the first words are heard with.
+                             "-dither", "yes", nullptr);
         if (config) decoder = ps_init(config);
         return decoder && ps_start_utt(decoder) >= 0;
     }

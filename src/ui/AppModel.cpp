@@ -8,6 +8,7 @@
 #include "ui/LoginViewModel.h"
 #include "ui/Palette.h"
 #include "ui/PinnedImageLoader.h"
+#include "voice/AudioBackendLoader.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
@@ -54,8 +55,11 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
       m_people(std::make_unique<PeopleModel>(store)),
       m_userProfile(std::make_unique<UserProfileModel>(store)),
-      m_transfers(std::make_unique<MediaTransfers>(store)) {
+      m_transfers(std::make_unique<MediaTransfers>(store)),
+      m_voice(std::make_unique<VoiceRecording>(loadAudioBackend)),
+      m_player(std::make_unique<AudioPlayer>(loadAudioBackend)) {
     currentInstance() = this;
+    m_voice->setStore(store);
     m_timeline->setAgentBadges(m_agent.get());
     m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
@@ -126,6 +130,9 @@ void AppModel::registerQmlTypes() {
     qmlRegisterUncreatableType<PeopleModel>(uri, 1, 0, "PeopleModel", owned);
     qmlRegisterUncreatableType<UserProfileModel>(uri, 1, 0, "UserProfileModel", owned);
     qmlRegisterUncreatableType<MediaTransfers>(uri, 1, 0, "MediaTransfers", owned);
+    qmlRegisterUncreatableType<VoiceRecording>(uri, 1, 0, "VoiceRecording", owned);
+    qmlRegisterUncreatableType<AudioRecorder>(uri, 1, 0, "AudioRecorder", owned);
+    qmlRegisterUncreatableType<AudioPlayer>(uri, 1, 0, "AudioPlayer", owned);
     LocNotifier::registerQml(uri);
 }
 
