@@ -83,7 +83,7 @@ private:
         m.chatId = chatId;
         m.senderId = from.id;
         m.senderName = from.username;
-        m.text = QString();
+        m.text = QStringLiteral("");
         m.media = QJsonDocument(QJsonObject{{QStringLiteral("kind"), QStringLiteral("audio")},
                                             {QStringLiteral("url"), url}})
                       .toJson(QJsonDocument::Compact);
