@@ -11,7 +11,7 @@ ColumnLayout {
     property var media: ({})
     property string transcript: ""
     property bool isMine: false
-    property var createdAt: new Date()
+    property var createdAt: Date.now()
     property color ink: Theme.text
     property color inkSoft: Theme.textSecondary
     property bool transcribeFailed: false
@@ -31,7 +31,8 @@ ColumnLayout {
             transcribeFailed = true
             return
         }
-        const created = createdAt instanceof Date ? createdAt.getTime() : Date.now()
+        // The timeline gives milliseconds since the epoch; a Date works too.
+        const created = createdAt instanceof Date ? createdAt.getTime() : Number(createdAt) || Date.now()
         const left = 30000 - (Date.now() - created)
         if (left > 0) {
             waitForTranscript.interval = left
@@ -44,6 +45,7 @@ ColumnLayout {
     spacing: 4
     onTranscriptChanged: restartTranscriptWait()
     onWhisperAvailableChanged: restartTranscriptWait()
+    onCreatedAtChanged: restartTranscriptWait()
     Component.onCompleted: restartTranscriptWait()
 
     Timer {

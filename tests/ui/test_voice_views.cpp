@@ -8,7 +8,8 @@
 #include <QTest>
 
 namespace {
-// Two voice messages of the same file: one just sent, one a minute old.
+// Two voice messages of the same file: one just sent, one a minute old (in
+// milliseconds, as the timeline gives it).
 const QByteArray kViews =
     "import QtQuick\n"
     "import Velmarin\n"
@@ -24,7 +25,7 @@ const QByteArray kViews =
     "    VoiceMessageView {\n"
     "        id: oldView\n"
     "        media: ({ kind: \"audio\", url: \"file:///nowhere/voice.m4a\" })\n"
-    "        createdAt: new Date(Date.now() - 60000)\n"
+    "        createdAt: Date.now() - 60000\n"
     "    }\n"
     "}\n";
 
