@@ -11,6 +11,7 @@ set(VELMARIN_LAYERS
     "core"
     "net"
     "store,conversations,agent,federation"
+    "voice,audio"
     "ui"
     "shell")
 

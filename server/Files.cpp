@@ -96,4 +96,23 @@ QByteArray contentType(const QString& ext) {
     return types.value(ext, "application/octet-stream");
 }
 
+ByteRange byteRange(const QByteArray& rangeHeader, qint64 size) {
+    const ByteRange whole{200, 0, size - 1};
+    static const QRegularExpression pattern(QStringLiteral("^bytes=(\\d{0,18})-(\\d{0,18})$"));
+    const auto match = pattern.match(QString::fromLatin1(rangeHeader.trimmed()));
+    if (!match.hasMatch()) return whole;
+    const QString from = match.captured(1), to = match.captured(2);
+    if (from.isEmpty() && to.isEmpty()) return whole;
+    if (from.isEmpty()) { // the last n bytes
+        const qint64 n = to.toLongLong();
+        if (n == 0 || size == 0) return ByteRange{416, 0, -1};
+        return ByteRange{206, std::max<qint64>(0, size - n), size - 1};
+    }
+    const qint64 first = from.toLongLong();
+    qint64 last = to.isEmpty() ? size - 1 : to.toLongLong();
+    if (!to.isEmpty() && last < first) return whole;
+    if (first >= size) return ByteRange{416, 0, -1};
+    return ByteRange{206, first, std::min(last, size - 1)};
+}
+
 } // namespace files

@@ -25,4 +25,14 @@ std::optional<QByteArray> loadAvatar(const QString& dataDir, const QString& name
 
 QByteArray contentType(const QString& ext);
 
+// What a request with this Range header (empty when none) gets of `bytes`:
+// the whole file, one satisfiable range as 206, or 416 for a range past its
+// end. Several ranges or a malformed header get the whole file.
+struct ByteRange {
+    int status = 200;
+    qint64 first = 0;
+    qint64 last = -1; // inclusive; -1 with an empty file
+};
+ByteRange byteRange(const QByteArray& rangeHeader, qint64 size);
+
 } // namespace files

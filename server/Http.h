@@ -31,6 +31,7 @@ struct HttpRequest {
     QByteArray host;   // the Host header, as sent
     QByteArray origin; // the Origin header of a browser's request; empty otherwise
     QByteArray contentType;
+    QByteArray range;  // the Range header, as sent; empty when there was none
     QList<qint64> ids; // the numbers captured by <id> in the route's pattern
     std::optional<Caller> caller;
 
@@ -46,6 +47,8 @@ struct HttpReply {
     int status = 200;
     QByteArray body;
     QByteArray contentType = "application/json";
+    // Further response headers, such as Content-Range.
+    QList<QPair<QByteArray, QByteArray>> headers;
 
     static HttpReply json(const QJsonObject& obj, int status = 200);
     static HttpReply error(int status, const QString& message);

@@ -55,8 +55,17 @@ QString routePath(const QUrl& url) {
 }
 
 void write(QHttpServerResponder& responder, const HttpReply& reply) {
-    responder.write(reply.body, {{"Content-Type", reply.contentType}},
-                    static_cast<QHttpServerResponder::StatusCode>(reply.status));
+    const auto status = static_cast<QHttpServerResponder::StatusCode>(reply.status);
+    if (reply.headers.isEmpty()) {
+        responder.write(reply.body, {{"Content-Type", reply.contentType}}, status);
+        return;
+    }
+    responder.writeStatusLine(status);
+    responder.writeHeader("Content-Type", reply.contentType);
+    for (const auto& [name, value] : reply.headers)
+        responder.writeHeader(name, value);
+    responder.writeHeader("Content-Length", QByteArray::number(reply.body.size()));
+    responder.writeBody(reply.body);
 }
 
 } // namespace
@@ -101,6 +110,7 @@ bool HttpFront::handleRequest(const QHttpServerRequest& request, QTcpSocket* soc
     req.host = header(request, "host");
     req.origin = header(request, "origin");
     req.contentType = header(request, "content-type");
+    req.range = header(request, "range");
     QHttpServerResponder responder = makeResponder(request, socket);
     const HttpReply reply = m_router.dispatch(req);
     if (m_hooks && m_hooks->park(req, reply, responder)) return true;

@@ -1,7 +1,8 @@
 // Media: a single upload that becomes a message, blobs that an album message
-// names afterwards, the files behind both, and voice transcripts. This server
-// has no speech engine: where one would transcribe, it writes a fixed
-// stand-in text, so clients can exercise the whole road.
+// names afterwards, the files behind both (with byte ranges), and voice
+// transcripts. The speech engine is chosen at start: "none" transcribes
+// nothing; "test" writes a fixed text after a delay, as a real engine would
+// answer after the upload, so clients can exercise the whole road.
 #include "Activity.h"
 #include "Events.h"
 #include "Files.h"
@@ -14,10 +15,9 @@
 
 namespace {
 
-const QString kStandInTranscript =
-    QStringLiteral("(transcript unavailable: this server has no speech engine)");
-// A server transcribes after the upload has been answered, as a real engine would.
-constexpr int kTranscribeDelayMs = 50;
+bool hasEngine(const Context& ctx) {
+    return ctx.options.transcriber == QLatin1String("test");
+}
 
 const QStringList kKinds{QStringLiteral("image"), QStringLiteral("file"), QStringLiteral("audio"),
                          QStringLiteral("video")};
@@ -68,12 +68,13 @@ MessageRow newMessage(const ChatRow& chat, const HttpRequest& req, const QString
 }
 
 void transcribeLater(Context& ctx, qint64 messageId) {
+    if (!hasEngine(ctx)) return;
     Context* context = &ctx;
     // The hub lives exactly as long as the context, so the timer dies with both.
-    QTimer::singleShot(kTranscribeDelayMs, &ctx.hub, [context, messageId] {
+    QTimer::singleShot(ctx.options.transcribeDelayMs, &ctx.hub, [context, messageId] {
         const auto m = context->db.message(messageId);
         if (!m || m->transcript) return;
-        context->db.setTranscript(messageId, kStandInTranscript);
+        context->db.setTranscript(messageId, transcription::kTestTranscript);
         events::message(*context, *context->db.message(messageId),
                         QStringLiteral("messageUpdated"));
     });
@@ -149,7 +150,21 @@ HttpReply serveMedia(Context& ctx, const HttpRequest& req) {
     const auto ext = files::mediaExt(ctx.options.dataDir, req.id());
     const auto bytes = files::loadMedia(ctx.options.dataDir, req.id());
     if (!ext || !bytes) throw HttpError(404, QStringLiteral("no such file"));
-    return HttpReply{200, *bytes, files::contentType(*ext)};
+    const qint64 size = bytes->size();
+    const files::ByteRange range = files::byteRange(req.range, size);
+    HttpReply reply{range.status, {}, files::contentType(*ext), {{"Accept-Ranges", "bytes"}}};
+    if (range.status == 416) {
+        reply.headers.append({"Content-Range", "bytes */" + QByteArray::number(size)});
+        return reply;
+    }
+    reply.body = bytes->mid(range.first, range.last - range.first + 1);
+    if (range.status == 206)
+        reply.headers.append({"Content-Range", QStringLiteral("bytes %1-%2/%3")
+                                                   .arg(range.first)
+                                                   .arg(range.last)
+                                                   .arg(size)
+                                                   .toLatin1()});
+    return reply;
 }
 
 HttpReply setTranscript(Context& ctx, const HttpRequest& req) {
@@ -158,19 +173,21 @@ HttpReply setTranscript(Context& ctx, const HttpRequest& req) {
         throw HttpError(404, QStringLiteral("no such message"));
     if (m->senderId != req.me().userId)
         throw HttpError(403, QStringLiteral("only the sender can set a transcript"));
-    QString text = body::requireString(req.body, QStringLiteral("transcript")).trimmed();
-    // The client had no transcript after all: the server transcribes.
+    const QString text = body::requireString(req.body, QStringLiteral("transcript")).trimmed();
+    // The client had no transcript after all: the server transcribes, if it can.
     if (text.isEmpty() && body::optBool(req.body, QStringLiteral("fallback")).value_or(false))
-        text = kStandInTranscript;
-    ctx.db.setTranscript(m->id, text);
+        transcribeLater(ctx, m->id);
+    else
+        ctx.db.setTranscript(m->id, text);
     const MessageRow updated = *ctx.db.message(m->id);
     events::message(ctx, updated, QStringLiteral("messageUpdated"));
     return HttpReply::json(records::message(ctx.db, updated));
 }
 
-HttpReply transcribe(const HttpRequest& req) {
+HttpReply transcribe(Context& ctx, const HttpRequest& req) {
     requireUpload(req);
-    return HttpReply::json(QJsonObject{{QStringLiteral("text"), kStandInTranscript}});
+    const QString text = hasEngine(ctx) ? transcription::kTestTranscript : QString();
+    return HttpReply::json(QJsonObject{{QStringLiteral("text"), text}});
 }
 
 } // namespace
@@ -193,5 +210,5 @@ void addMediaRoutes(Router& router, Context& ctx) {
                 [&ctx](const HttpRequest& r) { return setTranscript(ctx, r); });
     router.add(
         "POST", QStringLiteral("api/transcribe"), A::Caller,
-        [](const HttpRequest& r) { return transcribe(r); }, B::Raw);
+        [&ctx](const HttpRequest& r) { return transcribe(ctx, r); }, B::Raw);
 }

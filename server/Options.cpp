@@ -35,9 +35,8 @@ void addOptions(QCommandLineParser& parser) {
                        "When it listens it prints one line to stdout:\n"
                        "  velmarin-server ready port=<port> http-port=<plain port or 0> "
                        "fingerprint=<base64>\n"
-                       "Uploaded media are kept under <data-dir>/media and served at /media/<n>. "
-                       "There is no speech engine: voice messages and api/transcribe get a fixed "
-                       "stand-in transcript."));
+                       "Uploaded media are kept under <data-dir>/media and served at /media/<n>, "
+                       "with byte ranges."));
     parser.addHelpOption();
     parser.addOptions({
         {QStringLiteral("data-dir"),
@@ -97,6 +96,13 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("n")},
         {QStringLiteral("max-upload-mb"),
          QStringLiteral("Largest upload body in MB (default 64); other bodies are capped at 1 MB."),
+         QStringLiteral("n")},
+        {QStringLiteral("transcriber"),
+         QStringLiteral("Speech engine for voice messages: none (default; they stay without a "
+                        "transcript) or test (a fixed transcript after --transcribe-delay-ms)."),
+         QStringLiteral("engine")},
+        {QStringLiteral("transcribe-delay-ms"),
+         QStringLiteral("How long the test engine takes per voice message (default 1500)."),
          QStringLiteral("n")},
         {QStringLiteral("token-idle-days"),
          QStringLiteral("A sign-in token unused for this many days expires (default 90)."),
@@ -167,6 +173,20 @@ bool applyLimits(const QCommandLineParser& parser, ServerOptions& opts) {
     return true;
 }
 
+bool applyTranscriber(const QCommandLineParser& parser, ServerOptions& opts) {
+    if (parser.isSet(QStringLiteral("transcriber")))
+        opts.transcriber = parser.value(QStringLiteral("transcriber")).trimmed();
+    if (opts.transcriber != QLatin1String("none") && opts.transcriber != QLatin1String("test")) {
+        std::fprintf(stderr, "--transcriber must be none or test\n");
+        return false;
+    }
+    qint64 delay = opts.transcribeDelayMs;
+    if (!applyBounded(parser, QStringLiteral("transcribe-delay-ms"), 0, 600000, delay))
+        return false;
+    opts.transcribeDelayMs = static_cast<int>(delay);
+    return true;
+}
+
 } // namespace
 
 std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exitCode) {
@@ -204,7 +224,9 @@ std::optional<ServerOptions> parseOptions(const QStringList& arguments, int& exi
     if (parser.isSet(QStringLiteral("platform")))
         opts.platform = parser.value(QStringLiteral("platform"));
     opts.testHooks = parser.isSet(QStringLiteral("test-hooks"));
-    if (!applyAgentOptions(parser, opts) || !applyLimits(parser, opts)) return std::nullopt;
+    if (!applyAgentOptions(parser, opts) || !applyLimits(parser, opts) ||
+        !applyTranscriber(parser, opts))
+        return std::nullopt;
     exitCode = 0;
     return opts;
 }

@@ -33,6 +33,10 @@ struct ServerOptions {
     qint64 maxUploadBytes = 64LL * 1024 * 1024;
     // A token unused for this long no longer signs in.
     int tokenIdleDays = 90;
+    // The speech engine for voice messages: "none" leaves them without a
+    // transcript; "test" writes a fixed one after `transcribeDelayMs`.
+    QString transcriber = QStringLiteral("none");
+    int transcribeDelayMs = 1500;
     // Instruments for the client's tests (TestHooks); never on in use.
     bool testHooks = false;
 };

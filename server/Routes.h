@@ -18,3 +18,9 @@ void addGroupRoutes(Router& router, Context& ctx);
 void addAvatarRoutes(Router& router, Context& ctx);
 // The invite page a person opens in a browser: <base>/join.
 void addJoinPage(Router& router, Context& ctx);
+
+namespace transcription {
+// What the test engine writes for every voice message it transcribes.
+inline const QString kTestTranscript =
+    QStringLiteral("This is the test engine's transcript of a voice message.");
+} // namespace transcription

@@ -44,6 +44,10 @@ HttpReply bootstrap(Context& ctx, const HttpRequest& req) {
         {QStringLiteral("chats"), chats},
         {QStringLiteral("botIds"), idArray(ctx.db.botIds())},
         {QStringLiteral("builds"), buildsOf(ctx, chatRows)},
+        // The test engine stands in for a server-side whisper.
+        {QStringLiteral("transcriptionEngines"), ctx.options.transcriber == QLatin1String("test")
+                                                     ? QJsonArray{QStringLiteral("whisper")}
+                                                     : QJsonArray{}},
     };
     // A guest came for one conversation, not to learn about the host.
     if (ctx.agentHost && !req.me().isGuest)

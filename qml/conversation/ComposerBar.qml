@@ -183,6 +183,34 @@ Rectangle {
                     }
                 }
             }
+            // Hold to record; slide up to keep recording hands-free; release to send.
+            IconButton {
+                id: micButton
+                objectName: "micButton"
+                Layout.alignment: Qt.AlignBottom
+                symbol: "mic.fill"
+                label: Loc.l("Record voice message", Loc.revision)
+                iconColor: AppModel.voice.activeChatId !== 0 ? Theme.danger : Theme.text
+                visible: bar.composer.draft.trim().length === 0 && !bar.composer.editing
+                MouseArea {
+                    id: hold
+                    anchors.fill: parent
+                    preventStealing: true
+                    property bool slid: false
+                    onPressed: {
+                        slid = false
+                        AppModel.voice.begin(AppModel.selectedChatId, AppModel.selectedChatTitle)
+                    }
+                    onPositionChanged: mouse => {
+                        if (!slid && mouse.y < -48) {
+                            slid = true
+                            AppModel.voice.lock()
+                        }
+                    }
+                    onReleased: if (!AppModel.voice.locked) AppModel.voice.finishAndSend(false)
+                    onCanceled: if (!AppModel.voice.locked) AppModel.voice.cancel()
+                }
+            }
             IconButton {
                 objectName: "sendButton"
                 Layout.alignment: Qt.AlignBottom
@@ -196,6 +224,21 @@ Rectangle {
                 }
             }
         }
+    }
+
+    // Starts a hands-free recording for this conversation, or sends the one running.
+    Shortcut {
+        sequence: "Ctrl+Shift+M"
+        enabled: AppModel.selectedChatId !== 0
+        onActivated: AppModel.toggleVoiceRecording()
+    }
+    RecordingOverlay {
+        objectName: "recordingOverlay"
+        // Over the whole window, above every pane.
+        parent: bar.Window.contentItem
+        anchors.fill: parent
+        z: 1000
+        visible: AppModel.voice.activeChatId !== 0
     }
 
     Loader {

@@ -24,6 +24,7 @@ Item {
     readonly property bool hasAlbum: !!row.album && row.album.length > 0
     readonly property bool hasImage: !hasAlbum && !!row.media && row.media.kind === "image"
     readonly property bool hasFile: !!row.file && row.file.name !== undefined
+    readonly property bool isVoice: !!row.media && row.media.kind === "audio"
     readonly property real innerMax: maxWidth - 2 * Theme.padM
     // Rich text takes its link colour from a style sheet, not from linkColor.
     readonly property string linkStyle: "<style>a { color: " + (mine ? Theme.accentForeground : Theme.accentText) + "; }</style>"
@@ -106,20 +107,17 @@ Item {
                 maxWidth: Math.min(bubble.innerMax, 360)
                 onOpen: bubble.openMedia(info)
             }
-            // A voice message: what it is here; playing it lives with the recorder.
-            RowLayout {
+            // A voice message: play it, follow it, read its transcript.
+            VoiceMessageView {
                 objectName: "voiceRow"
-                visible: !!bubble.row.media && bubble.row.media.kind === "audio"
-                spacing: Theme.pad
-                Icon {
-                    symbol: "mic.fill"
-                    color: bubble.ink
-                }
-                Text {
-                    text: Loc.l("Voice message", Loc.revision)
-                    color: bubble.ink
-                    font.pixelSize: Theme.body
-                }
+                visible: bubble.isVoice
+                media: bubble.isVoice ? bubble.row.media : ({})
+                transcript: bubble.isVoice ? bubble.row.transcript || "" : ""
+                isMine: bubble.mine
+                createdAt: bubble.row.createdAt
+                ink: bubble.ink
+                inkSoft: bubble.inkSoft
+                Layout.maximumWidth: bubble.innerMax
             }
             FileChip {
                 visible: bubble.hasFile
@@ -139,7 +137,7 @@ Item {
                 }
             }
             Text {
-                visible: (bubble.row.transcript || "").length > 0
+                visible: !bubble.isVoice && (bubble.row.transcript || "").length > 0
                 text: bubble.row.transcript || ""
                 color: bubble.inkSoft
                 font.pixelSize: Theme.secondary

@@ -1,5 +1,9 @@
 #include "agent/DemoMedia.h"
 
+#include "Files.h"
+
+#include <QFile>
+
 #include <QDir>
 #include <QImage>
 #include <QLinearGradient>
@@ -62,6 +66,12 @@ Picture landscape(const QString& dataDir, int index) {
         !image.save(dir.filePath(QStringLiteral("%1.jpg").arg(index + 1)), "JPEG", 85))
         throw std::runtime_error("cannot write the demo pictures");
     return Picture{QStringLiteral("/api/seed/media/%1").arg(index + 1), kWidth, kHeight};
+}
+
+QString voice(const QString& dataDir, int index) {
+    QFile file(QStringLiteral(":/demo/voice-%1.m4a").arg(index + 1));
+    if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("the demo voice is missing");
+    return files::mediaUrl(files::storeMedia(dataDir, file.readAll(), QStringLiteral("m4a")));
 }
 
 } // namespace demomedia

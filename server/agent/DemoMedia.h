@@ -15,4 +15,8 @@ struct Picture {
 // directory; throws std::runtime_error when it cannot be written.
 Picture landscape(const QString& dataDir, int index);
 
+// Stores spoken demo voice message `index` (0 or 1, made at build time) as a
+// media file and gives its address; throws std::runtime_error when it cannot.
+QString voice(const QString& dataDir, int index);
+
 } // namespace demomedia

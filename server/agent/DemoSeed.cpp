@@ -12,6 +12,9 @@
 namespace {
 
 constexpr qint64 kMinute = 60 * 1000;
+// What the demo's first voice message says, as its transcript.
+const QString kDemoTranscript = QStringLiteral(
+    "The staging deploy looks good. Can you check the login page on mobile before we ship?");
 // The session at work runs this many times slower than the others.
 constexpr int kBusyPaceFactor = 4;
 
@@ -69,6 +72,22 @@ private:
         m.text = text;
         m.replyTo = replyTo;
         m.album = album;
+        m.createdAt = ago(minutesAgo);
+        return m_db.insertMessage(m);
+    }
+
+    MessageRow voiceNote(qint64 chatId, const UserRow& from, int index, int minutesAgo,
+                         std::optional<QString> transcript) {
+        const QString url = demomedia::voice(m_host.context().options.dataDir, index);
+        MessageRow m;
+        m.chatId = chatId;
+        m.senderId = from.id;
+        m.senderName = from.username;
+        m.text = QStringLiteral("");
+        m.media = QJsonDocument(QJsonObject{{QStringLiteral("kind"), QStringLiteral("audio")},
+                                            {QStringLiteral("url"), url}})
+                      .toJson(QJsonDocument::Compact);
+        m.transcript = transcript;
         m.createdAt = ago(minutesAgo);
         return m_db.insertMessage(m);
     }
@@ -161,12 +180,15 @@ private:
             say(maya, m_owner, QStringLiteral("Yes! 12:30 at the usual place."), 175);
         say(maya, person(0), QStringLiteral("Perfect 👍"), 20);
         readUpTo(maya, yes.id);
+        voiceNote(maya, person(0), 0, 15, kDemoTranscript);
         const qint64 jonas =
             m_db.createChat(QStringLiteral("direct"), QString(), m_owner.id, {person(1).id});
         say(jonas, person(1), QStringLiteral("Could you review my PR when you have a minute?"),
             400);
         const MessageRow sure = say(jonas, m_owner, QStringLiteral("Sure, after standup."), 398);
         readUpTo(jonas, sure.id);
+        // A voice message the server never transcribed.
+        voiceNote(jonas, person(1), 1, 390, std::nullopt);
     }
 
     qint64 session(const QString& folder) {

@@ -57,6 +57,10 @@ inline constexpr QLatin1String ccDeployByChat("ccDeployByChat");
 inline constexpr QLatin1String ccGlobalDeploy("ccGlobalDeploy");
 inline constexpr QLatin1String ccGlobalDeployId("ccGlobalDeployId");
 
+// The crash trail: the latest breadcrumbs, and the risky work in progress.
+inline constexpr QLatin1String crashTrail("crashTrail");
+inline constexpr QLatin1String crashActivity("crashActivity");
+
 // Set once this device's key is registered with a server; see
 // Store::keyRegisteredKey for the one form the suffix takes.
 inline constexpr QLatin1String deviceKeyRegisteredPrefix("deviceKeyRegistered:");

@@ -6,6 +6,7 @@
 #include "ui/Icons.h"
 #include "ui/Palette.h"
 #include "ui/PinnedImageLoader.h"
+#include "voice/AudioBackendLoader.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
@@ -15,6 +16,7 @@
 
 // Generated with the module; it registers Velmarin.Models when its file is linked.
 void qml_register_types_Velmarin_Models();
+void qml_register_types_Velmarin_Voice();
 
 namespace {
 QPointer<AppModel>& currentInstance() {
@@ -55,8 +57,11 @@ AppModel::AppModel(Store* store, QObject* parent)
       m_groupSettings(std::make_unique<GroupSettingsModel>(store)),
       m_people(std::make_unique<PeopleModel>(store)),
       m_userProfile(std::make_unique<UserProfileModel>(store)),
-      m_transfers(std::make_unique<MediaTransfers>(store)) {
+      m_transfers(std::make_unique<MediaTransfers>(store)),
+      m_voice(std::make_unique<VoiceRecording>(loadAudioBackend)),
+      m_player(std::make_unique<AudioPlayer>(loadAudioBackend)) {
     currentInstance() = this;
+    m_voice->setStore(store);
     m_timeline->setAgentBadges(m_agent.get());
     m_links.setInviteHandler([this](const QUrl& url) { m_join->openInviteLink(url); });
     connectConversation();
@@ -105,6 +110,8 @@ void AppModel::configureEngine(QQmlEngine& engine) {
     // static library.
     volatile auto registration = &qml_register_types_Velmarin_Models;
     Q_UNUSED(registration);
+    volatile auto voiceRegistration = &qml_register_types_Velmarin_Voice;
+    Q_UNUSED(voiceRegistration);
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     static PinnedNetworkFactory pinned;
     engine.setNetworkAccessManagerFactory(&pinned);

@@ -25,6 +25,8 @@
 #include "ui/TimelineModel.h"
 #include "ui/UsageViewModel.h"
 #include "ui/UserProfileModel.h"
+#include "voice/AudioPlayer.h"
+#include "voice/VoiceRecording.h"
 
 #include <QObject>
 #include <QPointer>
@@ -106,6 +108,11 @@ class AppModel : public QObject {
     Q_PROPERTY(UserProfileModel* userProfile READ userProfile CONSTANT)
     // Saving and opening the files and pictures of messages.
     Q_PROPERTY(MediaTransfers* transfers READ transfers CONSTANT)
+    // Recording voice messages, and playing them one at a time.
+    Q_PROPERTY(VoiceRecording* voice READ voice CONSTANT)
+    Q_PROPERTY(AudioPlayer* player READ player CONSTANT)
+    // Whether a server engine transcribes voice messages.
+    Q_PROPERTY(bool whisperAvailable READ whisperAvailable NOTIFY sessionChanged)
 
 public:
     explicit AppModel(Store* store, QObject* parent = nullptr);
@@ -203,6 +210,14 @@ public:
     GroupSettingsModel* groupSettings() const { return m_groupSettings.get(); }
     PeopleModel* people() const { return m_people.get(); }
     UserProfileModel* userProfile() const { return m_userProfile.get(); }
+    VoiceRecording* voice() const { return m_voice.get(); }
+    AudioPlayer* player() const { return m_player.get(); }
+    bool whisperAvailable() const;
+    // "m:ss" of a voice message's length (rounded) and of a running recording (truncated).
+    Q_INVOKABLE QString formatDuration(double seconds) const;
+    Q_INVOKABLE QString formatClock(double seconds) const;
+    // Starts recording for the open conversation, locked, or sends the one running.
+    Q_INVOKABLE void toggleVoiceRecording();
 
     // The application came forward or went back.
     void setApplicationActive(bool active);
@@ -251,4 +266,6 @@ private:
     std::unique_ptr<PeopleModel> m_people;
     std::unique_ptr<UserProfileModel> m_userProfile;
     std::unique_ptr<MediaTransfers> m_transfers;
+    std::unique_ptr<VoiceRecording> m_voice;
+    std::unique_ptr<AudioPlayer> m_player;
 };

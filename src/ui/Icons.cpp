@@ -80,6 +80,7 @@ constexpr IconRow rows[] = {
     {"keyboard.fill", 0xe312}, // keyboard
     {"laptopcomputer", 0xe320}, // laptop_mac
     {"line.3.horizontal", 0xe5d2}, // menu
+    {"lock.fill", 0xe897}, // lock
     {"lock.shield", 0xe32a}, // security
     {"magnifyingglass", 0xe8b6}, // search
     {"minus.magnifyingglass", 0xe900}, // zoom_out
@@ -114,6 +115,7 @@ constexpr IconRow rows[] = {
     {"stop.circle.fill", 0xef71}, // stop_circle
     {"text.magnifyingglass", 0xf02f}, // manage_search
     {"trash", 0xe872}, // delete
+    {"waveform", 0xe1b8}, // graphic_eq
     {"tray.full.fill", 0xe156}, // inbox
     {"xmark", 0xe5cd}, // close
     {"xmark.circle.fill", 0xe5c9}, // cancel

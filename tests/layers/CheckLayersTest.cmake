@@ -32,5 +32,5 @@ file(WRITE ${WORK}/model/Json.h "#pragma once\n#include \"core/Localisation.h\"\
 run_check(${WORK} FALSE "model including core")
 file(REMOVE ${WORK}/model/Json.h)
 
-file(WRITE ${WORK}/voice/Recorder.cpp "#include \"store/Store.h\"\n")
+file(WRITE ${WORK}/fleet/Probe.cpp "#include \"store/Store.h\"\n")
 run_check(${WORK} FALSE "a folder with no layer")
