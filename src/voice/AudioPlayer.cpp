@@ -2,20 +2,17 @@
 
 #include "core/Logging.h"
 #include "net/Download.h"
+#include "voice/VoiceCache.h"
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFile>
 #include <QPointer>
 #include <QSaveFile>
-#include <QStandardPaths>
 
 namespace {
 
 QString cachePathFor(const QUrl& url) {
-    const QString dir =
-        QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/voice");
-    QDir().mkpath(dir);
+    const QString dir = voice::voiceCacheDir();
     const QByteArray key =
         QCryptographicHash::hash(url.toString().toUtf8(), QCryptographicHash::Sha256)
             .toHex()
@@ -40,6 +37,8 @@ qint64 AudioPlayer::duration() const {
 
 bool AudioPlayer::ensurePlayer() {
     if (m_player) return true;
+    // Once per run, when playback is first wanted: startup stays untouched.
+    voice::pruneVoiceCache(voice::voiceCacheDir(), {}, QDateTime::currentDateTime());
     AudioBackend* backend = m_backendSource ? m_backendSource() : nullptr;
     if (backend) m_player = backend->createPlayer();
     if (!m_player) return false;
@@ -80,7 +79,10 @@ QCoro::Task<> AudioPlayer::start(QUrl url) {
 QCoro::Task<QString> AudioPlayer::localFile(QUrl url) {
     if (url.isLocalFile()) co_return url.toLocalFile();
     const QString path = cachePathFor(url);
-    if (QFile::exists(path)) co_return path;
+    if (QFile::exists(path)) {
+        voice::touchCachedFile(path, QDateTime::currentDateTime());
+        co_return path;
+    }
     QSaveFile sink(path);
     if (!sink.open(QIODevice::WriteOnly)) co_return QString();
     try {

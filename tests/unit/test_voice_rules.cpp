@@ -1,4 +1,8 @@
+#include "voice/VoiceCache.h"
 #include "voice/VoiceMath.h"
+
+#include <QDir>
+#include <QTemporaryDir>
 
 #include <QTest>
 #include <vector>
@@ -15,6 +19,18 @@ Message said(const QString& text, std::optional<QString> transcript = std::nullo
     m.text = text;
     m.transcript = transcript;
     return m;
+}
+
+void cached(const QString& dir, const QString& name, qint64 bytes, const QDateTime& played) {
+    QFile file(dir + QLatin1Char('/') + name);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(bytes, 'a'));
+    QVERIFY(file.flush()); // a later flush would stamp the file with now
+    QVERIFY(file.setFileTime(played, QFileDevice::FileModificationTime));
+}
+
+QStringList left(const QString& dir) {
+    return QDir(dir).entryList(QDir::Files, QDir::Name);
 }
 
 } // namespace
@@ -81,6 +97,25 @@ private slots:
         QCOMPARE(words.size(), 100);
         QCOMPARE(words.first(), "waax");
         QVERIFY(!words.contains("earlier"));
+    }
+
+    void cacheDropsStaleFilesThenTheLeastRecentlyPlayed() {
+        QTemporaryDir dir;
+        const QDateTime now = QDateTime::currentDateTime();
+        cached(dir.path(), QStringLiteral("a.m4a"), 400, now.addSecs(-60));
+        cached(dir.path(), QStringLiteral("b.m4a"), 400, now.addDays(-2));
+        cached(dir.path(), QStringLiteral("c.m4a"), 400, now.addDays(-1));
+        cached(dir.path(), QStringLiteral("old.m4a"), 10, now.addDays(-31));
+        cached(dir.path(), QStringLiteral("notes.txt"), 10, now.addDays(-90));
+        QCOMPARE(voice::pruneVoiceCache(dir.path(), {1000, 30}, now), 2);
+        // a and c fit 1000 bytes; b was played longest ago; other files are not ours.
+        QCOMPARE(left(dir.path()), (QStringList{"a.m4a", "c.m4a", "notes.txt"}));
+
+        // Playing c again makes it the newest, so a shrinking budget keeps it.
+        voice::touchCachedFile(dir.path() + QStringLiteral("/c.m4a"), now);
+        QCOMPARE(voice::pruneVoiceCache(dir.path(), {500, 30}, now), 1);
+        QCOMPARE(left(dir.path()), (QStringList{"c.m4a", "notes.txt"}));
+        QCOMPARE(QFileInfo(dir.path() + QStringLiteral("/c.m4a")).size(), 400);
     }
 };
 
