@@ -322,11 +322,10 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
     return true;
 }
 
-QCoro::Task<> Store::connectExtraServers(bool onlySocketless) {
+QCoro::Task<> Store::connectExtraServers() {
     QPointer<Store> self(this);
     const QList<ServerProfile> profiles = m_extraServers;
     for (const ServerProfile& profile : profiles) {
-        if (onlySocketless && linkUp(profile.serverId)) continue;
         auto call = connectServer(profile);
         co_await call;
         if (!self) co_return;

@@ -174,7 +174,7 @@ public:
     // A bootstrap of an extra server folded into the list; false when the
     // answer was empty and the server's conversations were kept.
     bool mergeExtraBootstrap(int server, BootstrapResponse reply);
-    QCoro::Task<> connectExtraServers(bool onlySocketless = false);
+    QCoro::Task<> connectExtraServers();
     void startExtraServerTasksIfAny();
     QCoro::Task<bool> addServer(QString name, QString url);
     QCoro::Task<> addServerByName(QUrl base, QString name, bool background = false);
