@@ -60,7 +60,7 @@ const QByteArray& extraBytes() {
 Store& primed() {
     static Store* store = [] {
         auto* s = new Store;
-        seam(s).serverURLString() = "http://127.0.0.1:1";
+        seam(s).setServerURLString("http://127.0.0.1:1");
         s->mergeBootstrap(json::decode<BootstrapResponse>(bootstrapBytes(0)));
         s->setExtraServers(
             {ServerProfile{QUuid::createUuid(), 1, "extra", "http://127.0.0.1:2", QString(), {}}});

@@ -124,11 +124,11 @@ void Store::startBuildPolling() {
     m_buildPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
-            const std::optional<QString> startToken = self->m_token;
+            const std::optional<QString> startToken = self->token();
             co_await self->sleep(buildPollInterval);
             if (!self) co_return;
             // A sign-in that changed during the wait starts afresh next round.
-            if (!self->appActive() || !self->m_token || self->m_token != startToken) continue;
+            if (!self->appActive() || !self->token() || self->token() != startToken) continue;
             QList<int> servers{0};
             for (const ServerProfile& p : self->extraServers())
                 servers.push_back(p.serverId);
@@ -140,7 +140,7 @@ void Store::startBuildPolling() {
                     const BuildsResponse reply = co_await call;
                     if (!self) co_return;
                     // A logout or another login meanwhile makes this reply stale.
-                    if (self->m_token != startToken) break;
+                    if (self->token() != startToken) break;
                     self->syncBuilds(reply.builds, server);
                 } catch (const std::exception& e) {
                     qCDebug(lcAgent)

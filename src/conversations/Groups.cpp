@@ -135,7 +135,7 @@ QCoro::Task<> Store::addGroupMembers(qint64 chatId, QList<qint64> userIds) {
 QCoro::Task<> Store::loadGroupRoles() {
     QPointer<Store> self(this);
     const auto primary = api();
-    if (!primary || !m_token) co_return;
+    if (!primary || !token()) co_return;
     const quint64 generation = ++rolesGeneration(this);
     GroupRolesResponse reply;
     try {

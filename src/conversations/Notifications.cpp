@@ -134,7 +134,7 @@ QCoro::Task<> Store::setNotifPrefs(NotifPrefs prefs) {
     refreshBadge();
     emit settingsChanged();
     const auto primary = api();
-    if (!primary || !m_token) co_return;
+    if (!primary || !token()) co_return;
     try {
         // Only this device's choice: a refusal leaves the local value in force.
         auto call = primary->setNotifPrefs(prefs, m_pushToken);

@@ -1,43 +1,55 @@
 // Servers without a live link are followed by polling: the selected
 // conversation's newest page, the typing state of the others, a full
-// bootstrap now and then, and a burst of refreshes right after a send.
+// bootstrap now and then, and a burst of refreshes right after a send. Each
+// server's link keeps the schedule; what a round fetches and merges is here.
 
 #include "core/Logging.h"
 #include "model/IDCodec.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 
 namespace {
 constexpr int pageSize = 50;
-constexpr double pollInterval = 1.0;
-constexpr int bootstrapEveryRounds = 15;
-constexpr double burstWaits[] = {0.0, 0.4, 0.9, 1.5};
 } // namespace
 
 void Store::startExtraPolling() {
     stopExtraPolling();
-    if (m_extraServers.isEmpty()) return;
-    m_extraPolling = true;
-    [](QPointer<Store> self, quint64 generation) -> QCoro::Task<> {
-        const auto current = [&] { return self && self->m_extraPollGeneration == generation; };
-        for (int tick = 1; current(); ++tick) {
-            co_await self->sleep(pollInterval);
-            if (!current()) co_return;
-            const auto selected = self->selectedChatId();
-            if (selected && IDCodec::serverId(*selected) > 0 &&
-                !self->linkUp(IDCodec::serverId(*selected))) {
-                auto call = self->refreshExtraChat(*selected);
-                co_await call;
-                if (!current()) co_return;
-            }
-            auto sweep = self->sweepExtraTyping();
-            co_await sweep;
-            if (!current()) co_return;
-            if (tick % bootstrapEveryRounds == 0) {
-                auto call = self->connectExtraServers(true);
-                co_await call;
-            }
-        }
-    }(QPointer<Store>(this), m_extraPollGeneration);
+    for (const ServerProfile& profile : std::as_const(m_extraServers)) {
+        const int server = profile.serverId;
+        // The link runs a round only while it and so this store exist.
+        ensureLink(server)->startPolling(
+            [this, server](bool bootstrap, std::function<bool()> current) {
+                return pollExtraServer(server, bootstrap, std::move(current));
+            });
+    }
+}
+
+void Store::stopExtraPolling() {
+    for (auto it = m_links.cbegin(); it != m_links.cend(); ++it)
+        if (it.key() != 0) it.value()->stopPolling();
+}
+
+bool Store::extraPolling() const {
+    for (auto it = m_links.cbegin(); it != m_links.cend(); ++it)
+        if (it.key() != 0 && it.value()->isPolling()) return true;
+    return false;
+}
+
+// A server whose link is up sends its events there: its rounds fetch nothing.
+QCoro::Task<> Store::pollExtraServer(int server, bool bootstrap, std::function<bool()> current) {
+    const auto selected = selectedChatId();
+    if (selected && IDCodec::serverId(*selected) == server && !linkUp(server)) {
+        auto call = refreshExtraChat(*selected);
+        co_await call;
+        if (!current()) co_return;
+    }
+    auto sweep = sweepExtraTyping(server);
+    co_await sweep;
+    if (!current() || !bootstrap || linkUp(server)) co_return;
+    if (const ServerProfile* profile = extraServer(server)) {
+        auto call = connectServer(*profile);
+        co_await call;
+    }
 }
 
 QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
@@ -109,13 +121,12 @@ QCoro::Task<> Store::refreshExtraChat(qint64 chatId) {
     if (self) reconcileTyping(chatId, r->server, typers);
 }
 
-QCoro::Task<> Store::sweepExtraTyping() {
+QCoro::Task<> Store::sweepExtraTyping(int server) {
     QPointer<Store> self(this);
+    if (linkUp(server)) co_return;
     QList<qint64> targets;
-    for (const ChatSummary& c : std::as_const(m_chats)) {
-        const int server = IDCodec::serverId(c.id);
-        if (server > 0 && c.id != selectedChatId() && !linkUp(server)) targets.push_back(c.id);
-    }
+    for (const ChatSummary& c : std::as_const(m_chats))
+        if (IDCodec::serverId(c.id) == server && c.id != selectedChatId()) targets.push_back(c.id);
     // One after the other, once per round.
     for (qint64 chatId : targets) {
         const auto r = route(chatId);
@@ -143,14 +154,9 @@ void Store::reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& 
 void Store::burstRefreshExtra(qint64 chatId) {
     const int server = IDCodec::serverId(chatId);
     // The primary and linked servers send their events on the link.
-    if (server == 0 || linkUp(server)) return;
-    [](QPointer<Store> self, qint64 chatId) -> QCoro::Task<> {
-        for (double wait : burstWaits) {
-            if (!self) co_return;
-            if (wait > 0) co_await self->sleep(wait);
-            if (!self || self->selectedChatId() != chatId) co_return;
-            auto call = self->refreshExtraChat(chatId);
-            co_await call;
-        }
-    }(QPointer<Store>(this), chatId);
+    ServerLink* serverLink = server == 0 ? nullptr : link(server);
+    if (!serverLink || serverLink->isUp()) return;
+    const QPointer<Store> self(this);
+    serverLink->burst([self, chatId] { return self && self->selectedChatId() == chatId; },
+                      [self, chatId] { return self->refreshExtraChat(chatId); });
 }

@@ -92,7 +92,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
         if (target) {
             if (pinnable(*target))
                 PinRegistry::shared().setPin(payload->fp, PinRegistry::hostPort(*target));
-            m_serverURLString = target->toString();
+            setPrimaryAddress(target->toString());
         }
         code = payload->code;
     } else if (const auto primary = api()) {
@@ -117,7 +117,7 @@ QCoro::Task<> Store::pairPrimary(QString text) {
     if (!self) co_return;
     PinRegistry::shared().setPin(reply.fingerprint, PinRegistry::hostPort(*target));
     Prefs::shared().setValue(keyRegisteredKey(*target), true);
-    m_serverURLString = target->toString();
+    setPrimaryAddress(target->toString());
     Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
     auto adopt = adoptLogin(LoginResponse{reply.token, reply.user});
     co_await adopt;
@@ -160,11 +160,10 @@ QCoro::Task<bool> Store::addServerPaired(QString input, QString urlField, QStrin
                                 base->toString(),
                                 QString(),
                                 payload ? std::optional<QString>(payload->fp) : std::nullopt};
-    auto tokens = serverTokens();
-    tokens.insert(profile.serverId, reply.token);
-    setServerTokens(tokens);
     Prefs::shared().setValue(keyRegisteredKey(*base), true);
+    // The profile first: a token is kept only for a server that has one.
     setExtraServers(extraServers() + QList<ServerProfile>{profile});
+    setServerToken(profile.serverId, reply.token);
     auto call = connectServer(profile);
     co_await call;
     if (!self) co_return false;
@@ -206,20 +205,20 @@ void Store::openInviteLink(const QUrl& url) {
     const QString target = base->toString();
     const auto primary = api();
     // A pinned server is spoken to over TLS: its plain address is the same server.
-    if (m_token && primary &&
+    if (token() && primary &&
         (primary->base.toString() == target ||
          primary->base == PinRegistry::shared().upgraded(*base)))
         return;
-    if (m_token && m_me) {
+    if (token() && m_me) {
         [](QPointer<Store> self, QUrl b, QString name) -> QCoro::Task<> {
             if (self) co_await self->addServerByName(b, name, false);
         }(QPointer<Store>(this), *base, m_me->username);
         return;
     }
     // Off to that server as a guest: the login screen takes it from here.
-    m_serverURLString = target;
+    setPrimaryAddress(target);
     Prefs::shared().setValue(PrefKey::guestServerURL, target);
-    m_token.reset();
+    setPrimaryToken(std::nullopt);
     m_me.reset();
     Prefs::shared().remove(PrefKey::token);
     Prefs::shared().remove(PrefKey::me);

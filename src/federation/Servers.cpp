@@ -8,6 +8,7 @@
 #include "model/IDCodec.h"
 #include "net/DeviceKey.h"
 #include "net/Pinning.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 
 #include <QUuid>
@@ -16,13 +17,13 @@ namespace {
 const QString kFallbackLoginName = QStringLiteral("Ilvar");
 
 // The person's name on the other server, or the fixed fallback before any session.
-QString loginName(const std::optional<User>& m_me) {
-    return m_me ? m_me->username : kFallbackLoginName;
+QString loginName(const std::optional<User>& me) {
+    return me ? me->username : kFallbackLoginName;
 }
 
 // Every call to an extra server goes to the pinned key once there is one.
-Api pinnedApi(const QUrl& base, std::optional<QString> m_token) {
-    return Api(PinRegistry::shared().upgraded(base), std::move(m_token));
+Api pinnedApi(const QUrl& base, std::optional<QString> token) {
+    return Api(PinRegistry::shared().upgraded(base), std::move(token));
 }
 
 QCoro::Task<std::optional<BootstrapResponse>> tryBootstrap(Api api) {
@@ -60,27 +61,56 @@ QCoro::Task<std::optional<QString>> tryNameLogin(Api api, QString name) {
 void Store::setExtraServers(const QList<ServerProfile>& servers) {
     if (m_extraServers == servers) return;
     m_extraServers = servers;
+    followExtraServers();
     persistExtraServers();
     emit extraServersChanged();
 }
 
+void Store::followExtraServers() {
+    for (const ServerProfile& profile : std::as_const(m_extraServers))
+        ensureLink(profile.serverId)->setBase(normalizedServerURL(profile.url));
+    const QList<int> held = m_links.keys();
+    for (int server : held)
+        if (server != 0 && !extraServer(server)) forgetLink(server);
+}
+
+QHash<int, QString> Store::serverTokens() const {
+    QHash<int, QString> tokens;
+    for (auto it = m_links.cbegin(); it != m_links.cend(); ++it)
+        if (it.key() != 0 && it.value()->token()) tokens.insert(it.key(), *it.value()->token());
+    return tokens;
+}
+
 void Store::setServerTokens(const QHash<int, QString>& tokens) {
-    if (m_serverTokens == tokens) return;
-    m_serverTokens = tokens;
+    for (const ServerProfile& profile : std::as_const(m_extraServers)) {
+        const auto it = tokens.constFind(profile.serverId);
+        setServerToken(profile.serverId,
+                       it == tokens.cend() ? std::nullopt : std::optional<QString>(*it));
+    }
+}
+
+void Store::setServerToken(int server, std::optional<QString> token) {
+    ServerLink* serverLink = extraServer(server) ? m_links.value(server) : nullptr;
+    if (!serverLink || serverLink->token() == token) return;
+    serverLink->setToken(std::move(token));
     persistExtraServers();
     emit extraServersChanged();
 }
 
 void Store::persistExtraServers() {
     Prefs::shared().writeJson(PrefKey::extraServers, m_extraServers);
-    prefsmaps::writeIntMap(PrefKey::serverTokens, m_serverTokens);
+    prefsmaps::writeIntMap(PrefKey::serverTokens, serverTokens());
 }
 
 void Store::loadExtraServers() {
     m_extraServers = Prefs::shared()
                          .readJson<QList<ServerProfile>>(PrefKey::extraServers)
                          .value_or(QList<ServerProfile>{});
-    m_serverTokens = prefsmaps::readIntMap<QString>(PrefKey::serverTokens);
+    followExtraServers();
+    const auto tokens = prefsmaps::readIntMap<QString>(PrefKey::serverTokens);
+    for (auto it = tokens.cbegin(); it != tokens.cend(); ++it)
+        if (ServerLink* serverLink = m_links.value(it.key()); serverLink && it.key() != 0)
+            serverLink->setToken(*it);
     // An address that can never move onto TLS has no certificate to pin. A
     // plain http address keeps its pin: the pin is what moves it onto TLS.
     for (const ServerProfile& profile : std::as_const(m_extraServers)) {
@@ -149,18 +179,14 @@ QCoro::Task<> Store::connectServerRound(ServerProfile profile) {
     if (profile.fingerprint && pinnable(*base) &&
         !PinRegistry::shared().pin(PinRegistry::hostPort(*base)))
         PinRegistry::shared().setPin(*profile.fingerprint, PinRegistry::hostPort(*base));
-    const auto at = [&base](std::optional<QString> m_token) { return pinnedApi(*base, m_token); };
-    const auto keep = [this, server](const QString& m_token) {
-        auto tokens = m_serverTokens;
-        tokens.insert(server, m_token);
-        setServerTokens(tokens);
-    };
+    const auto at = [&base](std::optional<QString> token) { return pinnedApi(*base, token); };
+    const auto keep = [this, server](const QString& fresh) { setServerToken(server, fresh); };
     quint64 mark = stateEventCount(server);
     std::optional<BootstrapResponse> reply;
-    std::optional<QString> used;
-    const bool hadToken = m_serverTokens.contains(server);
+    const ServerLink* serverLink = link(server);
+    std::optional<QString> used = serverLink ? serverLink->token() : std::nullopt;
+    const bool hadToken = used.has_value();
     if (hadToken) {
-        used = m_serverTokens.value(server);
         reply = co_await tryBootstrap(at(used));
         if (!self) co_return;
     }
@@ -296,11 +322,10 @@ bool Store::mergeExtraBootstrap(int server, BootstrapResponse reply) {
     return true;
 }
 
-QCoro::Task<> Store::connectExtraServers(bool onlySocketless) {
+QCoro::Task<> Store::connectExtraServers() {
     QPointer<Store> self(this);
     const QList<ServerProfile> profiles = m_extraServers;
     for (const ServerProfile& profile : profiles) {
-        if (onlySocketless && linkUp(profile.serverId)) continue;
         auto call = connectServer(profile);
         co_await call;
         if (!self) co_return;
@@ -353,7 +378,7 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
     if (background) co_return;
     setSelectedChatId(std::nullopt);
     const auto primary = api();
-    if (!primary || !m_token || primary->base == PinRegistry::shared().upgraded(base)) co_return;
+    if (!primary || !token() || primary->base == PinRegistry::shared().upgraded(base)) co_return;
     try {
         auto call = primary->registerLinkedServer(base.toString());
         co_await call;
@@ -367,9 +392,7 @@ QCoro::Task<> Store::addServerByName(QUrl base, QString name, bool background) {
 QCoro::Task<> Store::joinExtraServer(QUrl base, QString serverToken) {
     QPointer<Store> self(this);
     const int server = adoptServerProfile(base, QStringLiteral("Conversation"));
-    auto tokens = m_serverTokens;
-    tokens.insert(server, serverToken);
-    setServerTokens(tokens);
+    setServerToken(server, serverToken);
     if (const ServerProfile* profile = extraServer(server)) {
         auto call = connectServer(*profile);
         co_await call;
@@ -398,7 +421,7 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
     const std::optional<QUrl> named =
         at >= 0 ? normalizedServerURL(code.mid(at + 1)) : std::nullopt;
     const auto primary = api();
-    if (!primary || !m_token) {
+    if (!primary || !token()) {
         const QString name = m_me ? m_me->username : QStringLiteral("Guest");
         auto call = loginGuest(name, code);
         co_await call;
@@ -410,7 +433,7 @@ QCoro::Task<> Store::addConversationByCode(QString code) {
         co_return;
     }
     try {
-        const Api target = named ? pinnedApi(*named, m_token) : Api(primary->base, m_token);
+        const Api target = named ? pinnedApi(*named, token()) : Api(primary->base, token());
         auto call = target.joinByCode(rawCode);
         co_await call;
     } catch (const std::exception& e) {
@@ -471,11 +494,9 @@ QCoro::Task<> Store::connectDiscoveredServers(QStringList hosts) {
 
 void Store::removeServer(ServerProfile profile) {
     const int server = profile.serverId;
+    // Its token goes with its link.
     forgetLink(server);
     emit connectionChanged();
-    auto tokens = m_serverTokens;
-    tokens.remove(server);
-    setServerTokens(tokens);
     const auto onServer = [server](qint64 id) { return IDCodec::serverId(id) == server; };
     m_chats.erase(std::remove_if(m_chats.begin(), m_chats.end(),
                                  [&](const ChatSummary& c) { return onServer(c.id); }),
@@ -503,7 +524,7 @@ void Store::removeServer(ServerProfile profile) {
     emit chatsReset();
     const auto removedBase = normalizedServerURL(profile.url);
     const auto primary = api();
-    if (!primary || !m_token || !removedBase ||
+    if (!primary || !token() || !removedBase ||
         PinRegistry::shared().upgraded(*removedBase) == primary->base)
         return;
     [](Api a, QString url) -> QCoro::Task<> {
@@ -564,9 +585,7 @@ QCoro::Task<> Store::upgradeKeyAuthExtra(ServerProfile profile) {
         auto call = serverApi->keyRegister(*pubkey, clientDeviceName());
         const Api::KeyAuthResponse reply = co_await call;
         if (!self || !extraServer(server)) co_return;
-        auto tokens = m_serverTokens;
-        tokens.insert(server, reply.token);
-        setServerTokens(tokens);
+        setServerToken(server, reply.token);
         Prefs::shared().setValue(registered, true);
     } catch (const std::exception& e) {
         qCDebug(lcFederation) << "key registration on an extra server failed; retried next connect:"

@@ -19,7 +19,7 @@ QCoro::Task<> Store::loginWithInvite(QString name, QString code) {
     }
     co_await login(name, server);
     if (!self) co_return;
-    if (!m_token) {
+    if (!token()) {
         // loginGuest ends with its own resync once it has a session.
         co_await loginGuest(name, code);
         co_return;

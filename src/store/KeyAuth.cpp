@@ -29,7 +29,7 @@ bool Store::pinnable(const QUrl& url) {
 QCoro::Task<> Store::upgradeKeyAuth() {
     QPointer<Store> self(this);
     const auto first = api();
-    if (!first || !m_token) co_return;
+    if (!first || !token()) co_return;
     const QString hostPort = PinRegistry::hostPort(first->base);
     if (!PinRegistry::shared().pin(hostPort)) {
         Api::ServerIdentityResponse identity;
@@ -62,7 +62,7 @@ QCoro::Task<> Store::upgradeKeyAuth() {
         auto call = upgradedApi->keyRegister(*pubkey, clientDeviceName());
         const Api::KeyAuthResponse reply = co_await call;
         if (!self) co_return;
-        m_token = reply.token;
+        setPrimaryToken(reply.token);
         persistMe();
         Prefs::shared().setValue(keyRegisteredKey(first->base), true);
         qCInfo(lcStore).noquote()

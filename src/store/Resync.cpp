@@ -35,7 +35,7 @@ QCoro::Task<> Store::resyncRound() {
     if (!self || !reply) co_return;
     mergeBootstrap(*reply);
     co_await refreshSelectedAfterResync();
-    if (!self || !m_token) co_return;
+    if (!self || !token()) co_return;
     startFederationFollowUps(*reply);
 }
 
@@ -50,8 +50,8 @@ QCoro::Task<std::optional<BootstrapResponse>> Store::fetchPrimaryBootstrap() {
     QPointer<Store> self(this);
     for (int attempt = 1;; ++attempt) {
         const auto primary = api();
-        if (!primary || !m_token) co_return std::nullopt;
-        const QString askedWith = *m_token;
+        if (!primary || !token()) co_return std::nullopt;
+        const QString askedWith = *token();
         const quint64 mark = stateEventCount(0);
         BootstrapResponse reply;
         try {
@@ -62,9 +62,9 @@ QCoro::Task<std::optional<BootstrapResponse>> Store::fetchPrimaryBootstrap() {
             if (self) setLastError(describeError(e));
             co_return std::nullopt;
         }
-        if (!self || !m_token) co_return std::nullopt;
+        if (!self || !token()) co_return std::nullopt;
         // Another account signed in meanwhile: this picture is not theirs.
-        if (*m_token != askedWith && m_me && reply.me.id != m_me->id) co_return std::nullopt;
+        if (*token() != askedWith && m_me && reply.me.id != m_me->id) co_return std::nullopt;
         if (stateEventCount(0) == mark || attempt == maxOvertakenFetches) co_return reply;
     }
 }
@@ -202,7 +202,7 @@ void Store::startHostStatusPolling() {
     m_hostPollStarted = true;
     [](QPointer<Store> self) -> QCoro::Task<> {
         while (self) {
-            if (self->m_token) {
+            if (self->token()) {
                 co_await self->refreshClaudeUsage();
                 if (!self) co_return;
             }
@@ -223,7 +223,7 @@ void Store::refreshBadge() {
 QCoro::Task<> Store::sendPushToken(QString newToken) {
     QPointer<Store> self(this);
     const auto primary = api();
-    if (!primary || !m_token) co_return;
+    if (!primary || !token()) co_return;
     m_pushToken = newToken;
     try {
         auto call = primary->registerPushToken(newToken);

@@ -2,8 +2,8 @@
 // server, and finding the server and real id behind a global id.
 
 #include "model/IDCodec.h"
-#include "net/Pinning.h"
 #include "net/ServerTokens.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 
 qint64 Store::mapUserId(qint64 id, int server) const {
@@ -64,17 +64,8 @@ void Store::remap(ChatSummary& chat, int server) const {
 }
 
 std::optional<Api> Store::apiFor(int server) const {
-    if (server == 0) return api();
-    for (const ServerProfile& profile : m_extraServers) {
-        if (profile.serverId != server) continue;
-        const auto url = normalizedServerURL(profile.url);
-        if (!url) return std::nullopt;
-        const auto tokenIt = m_serverTokens.constFind(server);
-        return Api(PinRegistry::shared().upgraded(*url), tokenIt == m_serverTokens.constEnd()
-                                                             ? std::nullopt
-                                                             : std::optional<QString>(*tokenIt));
-    }
-    return std::nullopt;
+    const ServerLink* serverLink = m_links.value(server);
+    return serverLink ? serverLink->api() : std::nullopt;
 }
 
 void Store::publishServerTokens() const {

@@ -13,10 +13,12 @@
 #include <QWebSocket>
 
 namespace {
-const char* const kRetired = "velmarinRetired";
 constexpr double pingInterval = 20.0;
 constexpr double maxReconnectDelay = 15.0;
 constexpr std::chrono::milliseconds retiredSocketGrace{10000};
+constexpr double pollInterval = 1.0;
+constexpr int bootstrapEveryRounds = 15;
+constexpr double burstWaits[] = {0.0, 0.4, 0.9, 1.5};
 } // namespace
 
 ServerLink::ServerLink(double timeScale, QObject* parent)
@@ -24,6 +26,24 @@ ServerLink::ServerLink(double timeScale, QObject* parent)
 
 ServerLink::~ServerLink() {
     discard();
+}
+
+void ServerLink::setBase(std::optional<QUrl> base) {
+    if (m_base == base) return;
+    m_base = std::move(base);
+    emit endpointChanged();
+}
+
+void ServerLink::setToken(std::optional<QString> token) {
+    if (m_token == token) return;
+    m_token = std::move(token);
+    emit endpointChanged();
+}
+
+std::optional<Api> ServerLink::api() const {
+    if (!m_base) return std::nullopt;
+    // Asked at each call, so a pin learnt since moves the calls onto TLS at once.
+    return Api(PinRegistry::shared().upgraded(*m_base), m_token);
 }
 
 void ServerLink::open(const QUrl& url) {
@@ -81,12 +101,8 @@ void ServerLink::onPong(QWebSocket* socket) {
 }
 
 void ServerLink::onFrame(QWebSocket* socket, const QString& text) {
-    if (socket == m_socket) {
-        emit frame(text);
-    } else if (socket->property(kRetired).toBool()) {
-        socket->setProperty(kRetired, false); // one report covers the rest of its frames
-        emit staleFrame();
-    }
+    // A replaced socket's frames were reported when it was retired.
+    if (socket == m_socket) emit frame(text);
 }
 
 void ServerLink::onLost(QWebSocket* socket) {
@@ -120,15 +136,17 @@ void ServerLink::pingLoop(QWebSocket* socket) {
     }(QPointer<ServerLink>(this), QPointer<QWebSocket>(socket));
 }
 
-// A socket being replaced may still deliver what the server sent before it
-// saw the close. Handling it beside the new socket's copy would count it
-// twice, so it is dropped and reported, and the owner fetches it again.
+// A socket being replaced may hold frames the server wrote before it saw the
+// close. Closing drops them, and one handled beside the new socket's copy
+// would count twice anyway, so none is passed on: a connected socket's
+// retirement is reported once, and the owner fetches what it held again.
 void ServerLink::retire(QWebSocket* socket) {
-    socket->setProperty(kRetired, true);
+    const bool couldHold = socket->state() == QAbstractSocket::ConnectedState;
     connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
     QTimer::singleShot(retiredSocketGrace, socket,
                        &QObject::deleteLater); // a peer that never closes
     socket->close(QWebSocketProtocol::CloseCodeGoingAway);
+    if (couldHold) QMetaObject::invokeMethod(this, &ServerLink::staleFrame, Qt::QueuedConnection);
 }
 
 void ServerLink::discard() {
@@ -151,4 +169,36 @@ void ServerLink::scheduleReconnect() {
         self->m_reconnectScheduled = false;
         if (!self->m_up && self->wanted()) emit self->reconnectDue();
     }(QPointer<ServerLink>(this), scaledMs(wait));
+}
+
+void ServerLink::startPolling(PollRound round) {
+    stopPolling();
+    m_polling = true;
+    [](QPointer<ServerLink> self, quint64 generation, PollRound round) -> QCoro::Task<> {
+        const std::function<bool()> current = [self, generation] {
+            return self && self->m_pollGeneration == generation;
+        };
+        for (int tick = 1; current(); ++tick) {
+            co_await QCoro::sleepFor(std::chrono::milliseconds(self->scaledMs(pollInterval)));
+            if (!current()) co_return;
+            co_await round(tick % bootstrapEveryRounds == 0, current);
+        }
+    }(QPointer<ServerLink>(this), m_pollGeneration, std::move(round));
+}
+
+void ServerLink::stopPolling() {
+    ++m_pollGeneration;
+    m_polling = false;
+}
+
+void ServerLink::burst(std::function<bool()> wanted, std::function<QCoro::Task<>()> round) {
+    [](QPointer<ServerLink> self, std::function<bool()> wanted,
+       std::function<QCoro::Task<>()> round) -> QCoro::Task<> {
+        for (double wait : burstWaits) {
+            if (!self) co_return;
+            if (wait > 0) co_await QCoro::sleepFor(std::chrono::milliseconds(self->scaledMs(wait)));
+            if (!self || !wanted()) co_return;
+            co_await round();
+        }
+    }(QPointer<ServerLink>(this), std::move(wanted), std::move(round));
 }

@@ -33,7 +33,7 @@ std::optional<QUrl> Store::normalizedServerURL(const QString& text) {
 
 void Store::persistMe() {
     Prefs& prefs = Prefs::shared();
-    if (m_token) prefs.setValue(PrefKey::token, *m_token);
+    if (const auto& primaryToken = token()) prefs.setValue(PrefKey::token, *primaryToken);
     if (m_me) prefs.writeJson(PrefKey::me, *m_me);
 }
 
@@ -48,7 +48,7 @@ QCoro::Task<> Store::login(QString username, std::optional<QString> server) {
             setLastError(QStringLiteral("Invalid server URL"));
             co_return;
         }
-        m_serverURLString = absoluteText(*url);
+        setPrimaryAddress(absoluteText(*url));
         Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
     }
     if (const auto primary = api()) {
@@ -84,7 +84,7 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
             auto call = anonymous.login(username);
             LoginResponse reply = co_await call;
             if (!self) co_return std::nullopt;
-            m_serverURLString = absoluteText(*url);
+            setPrimaryAddress(absoluteText(*url));
             Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             co_return reply;
         } catch (const std::exception&) {
@@ -97,7 +97,7 @@ QCoro::Task<std::optional<LoginResponse>> Store::probeLogin(QString username) {
 QCoro::Task<> Store::adoptLogin(LoginResponse response) {
     QPointer<Store> self(this);
     clearAllDeliveredNotifications();
-    m_token = response.token;
+    setPrimaryToken(response.token);
     m_me = response.user;
     persistMe();
     emit sessionChanged();
@@ -110,7 +110,7 @@ QCoro::Task<> Store::adoptLogin(LoginResponse response) {
 
 QCoro::Task<bool> Store::tailnetAutoLogin() {
     QPointer<Store> self(this);
-    if (m_token || api() || m_suppressAutoLogin) co_return false;
+    if (token() || api() || m_suppressAutoLogin) co_return false;
     for (const QString& candidate : wellKnownLoginOrder()) {
         const auto url = normalizedServerURL(candidate);
         if (!url) continue;
@@ -119,8 +119,8 @@ QCoro::Task<bool> Store::tailnetAutoLogin() {
             const Api anonymous(*url, std::nullopt);
             auto call = anonymous.login(QString());
             LoginResponse reply = co_await call;
-            if (!self || m_token) co_return false;
-            m_serverURLString = absoluteText(*url);
+            if (!self || token()) co_return false;
+            setPrimaryAddress(absoluteText(*url));
             Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             co_await adoptLogin(std::move(reply));
             co_return true;
@@ -172,10 +172,10 @@ QCoro::Task<> Store::loginGuest(QString name, QString code) {
         Prefs::shared().remove(PrefKey::guestServerURL);
     } else {
         // The whole client now lives on that server as a guest until logout.
-        m_serverURLString = absoluteText(*target);
+        setPrimaryAddress(absoluteText(*target));
         Prefs::shared().setValue(PrefKey::guestServerURL, m_serverURLString);
     }
-    m_token = reply->token;
+    setPrimaryToken(reply->token);
     m_me = reply->user;
     persistMe();
     emit sessionChanged();
@@ -219,7 +219,7 @@ QCoro::Task<> Store::selectPrimaryBase() {
         }
         PinRegistry::shared().setPin(identity.fingerprint, PinRegistry::hostPort(url));
         if (candidate != m_serverURLString) {
-            m_serverURLString = candidate;
+            setPrimaryAddress(candidate);
             Prefs::shared().setValue(PrefKey::primaryBaseURL, m_serverURLString);
             emit sessionChanged();
         }
@@ -247,13 +247,12 @@ void Store::logout() {
     for (int server : m_links.keys())
         if (server != 0) forgetLink(server);
     m_extraServers.clear();
-    m_serverTokens.clear();
     m_serverMeId.clear();
     m_serverAnswering.clear();
     m_serverNamedAccounts.clear();
     m_serverChatAccounts.clear();
     m_pushToken.reset();
-    m_token.reset();
+    setPrimaryToken(std::nullopt);
     m_me.reset();
     m_users.clear();
     m_chats.clear();
@@ -276,7 +275,7 @@ void Store::logout() {
           "serverClaudeUsage", "extraServers", "serverTokens", "ccWorkdirs", "primaryBaseURL"})
         prefs.remove(QString::fromLatin1(key));
     m_ccWorkdirs.clear();
-    m_serverURLString.clear();
+    setPrimaryAddress(QString());
     emit sessionChanged();
     emit chatsReset();
     emit connectionChanged();

@@ -27,21 +27,22 @@ ServerLink* Store::ensureLink(int server) {
     m_links.insert(server, link);
     connect(link, &ServerLink::frame, this,
             [this, server](const QString& text) { handleEvent(text, server); });
+    connect(link, &ServerLink::endpointChanged, this, &Store::publishServerTokens);
     if (server == 0) {
         connect(link, &ServerLink::down, this, [this](bool wasUp) {
             if (wasUp) emit connectionChanged();
         });
-        link->setWanted([this] { return m_token.has_value(); });
+        link->setWanted([this] { return token().has_value(); });
         connect(link, &ServerLink::up, this, [this] { onPrimaryUp(); });
         connect(link, &ServerLink::staleFrame, this, [this] {
-            if (!m_token) return;
-            // The resync carries whatever the retired socket still delivered.
+            if (!token()) return;
+            // The resync brings whatever the replaced socket held unread.
             [](QPointer<Store> self) -> QCoro::Task<> {
                 if (self) co_await self->resync();
             }(QPointer<Store>(this));
         });
         connect(link, &ServerLink::reconnectDue, this, [this] {
-            if (m_token) connectWS();
+            if (token()) connectWS();
         });
     } else {
         connect(link, &ServerLink::down, this, &Store::connectionChanged);
@@ -56,6 +57,7 @@ ServerLink* Store::ensureLink(int server) {
 
 void Store::forgetLink(int server) {
     if (ServerLink* link = m_links.take(server)) {
+        link->stopPolling();
         link->close();
         link->deleteLater();
     }
@@ -133,5 +135,5 @@ void Store::ensureConnected() {
     startBuildPolling();
     for (const ServerProfile& profile : extraServers())
         if (!linkUp(profile.serverId)) connectExtraWSIfNeeded(profile.serverId);
-    if (m_token && !linkUp(0)) connectWS();
+    if (token() && !linkUp(0)) connectWS();
 }

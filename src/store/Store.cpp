@@ -6,7 +6,6 @@
 #include "core/Localisation.h"
 #include "core/Prefs.h"
 #include "core/PrefsMaps.h"
-#include "net/Pinning.h"
 #include "net/ServerTokens.h"
 #include "store/ServerLink.h"
 
@@ -16,6 +15,8 @@
 
 Store::Store(Options options, QObject* parent) : QObject(parent), m_options(options) {
     wireAgentCaches();
+    // The primary's link holds its address and token from the start.
+    ensureLink(0);
     // Every change of a token or a server's address comes with one of these.
     connect(this, &Store::sessionChanged, this, &Store::publishServerTokens);
     connect(this, &Store::extraServersChanged, this, &Store::publishServerTokens);
@@ -69,11 +70,30 @@ QString Store::deviceId() {
 }
 
 std::optional<Api> Store::api() const {
-    QString text = m_serverURLString.trimmed();
+    return apiFor(0);
+}
+
+namespace {
+std::optional<QUrl> primaryBase(const QString& typed) {
+    QString text = typed.trimmed();
     if (text.endsWith(QLatin1Char('/'))) text.chop(1);
     const QUrl url(text, QUrl::StrictMode);
     if (text.isEmpty() || !url.isValid() || url.scheme().isEmpty()) return std::nullopt;
-    return Api(PinRegistry::shared().upgraded(url), m_token);
+    return url;
+}
+} // namespace
+
+void Store::setPrimaryAddress(const QString& text) {
+    m_serverURLString = text;
+    ensureLink(0)->setBase(primaryBase(text));
+}
+
+void Store::setPrimaryToken(std::optional<QString> token) {
+    ensureLink(0)->setToken(std::move(token));
+}
+
+const std::optional<QString>& Store::token() const {
+    return m_links.value(0)->token();
 }
 
 // MARK: Launch
@@ -83,11 +103,12 @@ void Store::init() {
     readLookSettings();
     m_claudeCodeEnabled = true;
     decidePrimaryAddress();
-    m_token = Prefs::shared().string(PrefKey::token);
-    if (m_token && m_token->isEmpty()) m_token.reset();
+    auto stored = Prefs::shared().string(PrefKey::token);
+    if (stored && stored->isEmpty()) stored.reset();
+    setPrimaryToken(stored);
     m_me = Prefs::shared().readJson<User>(PrefKey::me);
     runLoadHelpers();
-    if (m_token) startLoggedInTasks();
+    if (token()) startLoggedInTasks();
     // Stored extra servers come up even without a primary session.
     startExtraServerTasksIfAny();
 }
@@ -107,16 +128,16 @@ void Store::readLookSettings() {
 void Store::decidePrimaryAddress() {
     Prefs& prefs = Prefs::shared();
     if (auto stored = prefs.string(PrefKey::primaryBaseURL)) {
-        m_serverURLString = *stored;
+        setPrimaryAddress(*stored);
     } else if (prefs.contains(PrefKey::token)) {
         // An install from before the address was stored: it used the default server.
-        m_serverURLString = Config::defaultServer();
+        setPrimaryAddress(Config::defaultServer());
         prefs.setValue(PrefKey::primaryBaseURL, m_serverURLString);
     } else {
-        m_serverURLString.clear();
+        setPrimaryAddress(QString());
     }
     if (auto guest = prefs.string(PrefKey::guestServerURL); guest && !guest->isEmpty())
-        m_serverURLString = *guest;
+        setPrimaryAddress(*guest);
 }
 
 void Store::runLoadHelpers() {

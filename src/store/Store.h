@@ -80,7 +80,8 @@ public:
 
     // MARK: Connection
     const QString& serverURLString() const { return m_serverURLString; }
-    const std::optional<QString>& token() const { return m_token; }
+    // The primary's token, held by its link.
+    const std::optional<QString>& token() const;
     bool didBootstrap() const { return m_didBootstrap; }
     bool appActive() const { return m_appActive; }
     void setAppActive(bool active);
@@ -93,7 +94,7 @@ public:
     bool linkUp(int server) const;
     // A socket exists, up or still opening.
     bool linkOpen(int server) const;
-    // Absent until the server's link was first opened.
+    // The primary's always; an extra server's while its profile exists.
     ServerLink* link(int server) const;
 
     // MARK: Events
@@ -155,7 +156,8 @@ public:
     // MARK: Extra servers
     const QList<ServerProfile>& extraServers() const { return m_extraServers; }
     void setExtraServers(const QList<ServerProfile>& servers);
-    const QHash<int, QString>& serverTokens() const { return m_serverTokens; }
+    // Each extra server's token, held by its link.
+    QHash<int, QString> serverTokens() const;
     void setServerTokens(const QHash<int, QString>& tokens);
     const QHash<int, qint64>& serverMeId() const { return m_serverMeId; }
     const QSet<qint64>& extraBotIds() const { return m_extraBotIds; }
@@ -172,7 +174,7 @@ public:
     // A bootstrap of an extra server folded into the list; false when the
     // answer was empty and the server's conversations were kept.
     bool mergeExtraBootstrap(int server, BootstrapResponse reply);
-    QCoro::Task<> connectExtraServers(bool onlySocketless = false);
+    QCoro::Task<> connectExtraServers();
     void startExtraServerTasksIfAny();
     QCoro::Task<bool> addServer(QString name, QString url);
     QCoro::Task<> addServerByName(QUrl base, QString name, bool background = false);
@@ -186,13 +188,10 @@ public:
 
     // MARK: Extra server sync
     QCoro::Task<> refreshExtraChat(qint64 chatId);
-    // Restarts the one polling loop; it ends while no extra server exists.
+    // Restarts every extra server's polling on its link.
     void startExtraPolling();
-    void stopExtraPolling() {
-        ++m_extraPollGeneration;
-        m_extraPolling = false;
-    }
-    bool extraPolling() const { return m_extraPolling; }
+    void stopExtraPolling();
+    bool extraPolling() const;
     void burstRefreshExtra(qint64 chatId);
 
     // MARK: Pairing and invites
@@ -710,7 +709,6 @@ private:
     friend class StoreSeam; // tests set up states no operation reaches quickly
     // The merged picture; read through the accessors above.
     QString m_serverURLString;
-    std::optional<QString> m_token;
     bool m_didBootstrap = false;
     bool m_suppressAutoLogin = false;
     QHash<int, qint64> m_serverMeId;
@@ -789,6 +787,13 @@ private:
                                                             QString code);
     ServerLink* ensureLink(int server);
     void forgetLink(int server);
+    // The primary's address as typed, and the link's parsed copy of it.
+    void setPrimaryAddress(const QString& text);
+    void setPrimaryToken(std::optional<QString> token);
+    // No token is kept for a server that has no profile.
+    void setServerToken(int server, std::optional<QString> token);
+    // One link for each extra server, at its profile's address.
+    void followExtraServers();
     bool sendOnLink(int server, const QJsonObject& payload);
     QCoro::Task<> onPrimaryUp();
     void onExtraUp(int server);
@@ -801,7 +806,8 @@ private:
     void handlePresence(const WsEvent& event, int server);
     void handlePresenceSnapshot(const WsEvent& event, int server);
     // Extra servers.
-    QCoro::Task<> sweepExtraTyping();
+    QCoro::Task<> pollExtraServer(int server, bool bootstrap, std::function<bool()> current);
+    QCoro::Task<> sweepExtraTyping(int server);
     void reconcileTyping(qint64 chatId, int server, const QList<TypingUser>& typers);
     int adoptServerProfile(const QUrl& base, const QString& fallbackName);
     QCoro::Task<> joinExtraServer(QUrl base, QString serverToken);
@@ -864,9 +870,6 @@ private:
     QHash<int, QString> m_serverOS;
     QList<ServerProfile> m_extraServers;
     QHash<int, ServerLink*> m_links;
-    QHash<int, QString> m_serverTokens;
-    quint64 m_extraPollGeneration = 0;
-    bool m_extraPolling = false;
     int m_badgeCount = 0;
     bool m_userActivitySavePending = false;
     // Histories where a page was appended behind pending copies: ids no longer ascend.

@@ -177,8 +177,8 @@ private slots:
         const Account bobP = signIn(*primary, "bob");
         const ChatSummary known = await(bobP.api.createGroup("known", {aliceP.user.id}));
         alice = std::make_unique<Store>(StoreOptions{0.05});
-        seam(alice).serverURLString() = primary->httpUrl();
-        seam(alice).token() = *aliceP.api.token;
+        seam(alice).setServerURLString(primary->httpUrl());
+        seam(alice).setToken(*aliceP.api.token);
         seam(alice).me() = aliceP.user;
         QSignalSpy merges(alice.get(), &Store::chatsReset);
         alice->connectWS(); // its first pong runs the one resync that fills the list

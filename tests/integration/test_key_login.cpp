@@ -20,8 +20,8 @@ class TestKeyLogin : public QObject {
     std::unique_ptr<Store> signedInStore(const QString& name) {
         const LoginResponse login = await(Api(QUrl(server->httpUrl()), std::nullopt).login(name));
         auto store = std::make_unique<Store>(StoreOptions{0.01});
-        seam(store).serverURLString() = server->httpUrl();
-        seam(store).token() = login.token;
+        seam(store).setServerURLString(server->httpUrl());
+        seam(store).setToken(login.token);
         seam(store).me() = login.user;
         store->persistMe();
         Prefs::shared().setValue("primaryBaseURL", server->httpUrl());

@@ -4,34 +4,11 @@
 #include "support/ServerProcess.h"
 
 #include <QElapsedTimer>
-#include <QJsonDocument>
 #include <QSignalSpy>
-#include <QTcpSocket>
 #include <QTest>
 #include <QWebSocket>
 
 namespace {
-// A message sent over a plain blocking connection, so that nothing else in
-// this process runs meanwhile: when it returns, the server has written the
-// event to every link of the conversation, and no link has read it yet.
-bool postBlocking(const ServerProcess& server, const Account& from, qint64 chatId,
-                  const QString& text) {
-    QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), server.httpPort());
-    if (!socket.waitForConnected(10000)) return false;
-    const QByteArray body = QJsonDocument(QJsonObject{{"text", text}}).toJson();
-    socket.write("POST /api/chats/" + QByteArray::number(chatId) + "/messages HTTP/1.1\r\n" +
-                 "Host: 127.0.0.1\r\nAuthorization: Bearer " + from.api.token->toUtf8() +
-                 "\r\nContent-Type: application/json\r\nContent-Length: " +
-                 QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
-    QByteArray reply;
-    while (!reply.contains("\r\n\r\n") || !reply.trimmed().endsWith('}')) {
-        if (!socket.waitForReadyRead(10000)) return false;
-        reply += socket.readAll();
-    }
-    return reply.startsWith("HTTP/1.1 2");
-}
-
 QWebSocket* socketOf(const ServerLink& link) {
     const auto sockets = link.findChildren<QWebSocket*>();
     return sockets.isEmpty() ? nullptr : sockets.last();
@@ -39,7 +16,7 @@ QWebSocket* socketOf(const ServerLink& link) {
 } // namespace
 
 // One server's link against the real server: up only at the first pong, a
-// silent server dropped and rejoined, back-off, and a replaced socket's late frames.
+// silent server dropped and rejoined, and back-off.
 class TestServerLink : public QObject {
     Q_OBJECT
 
@@ -136,36 +113,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!link.isUp() && !link.hasSocket(), 10000);
         QVERIFY(!link.reconnectScheduled());
         QCOMPARE(link.attempts(), before);
-    }
-
-    void replacedSocketsLateFramesAreNeverPassedOn() {
-        const Account alice = signIn(*server, "alice");
-        const Account bob = signIn(*server, "bob");
-        const ChatSummary chat = directChat(bob, alice);
-        ServerLink link(0.05);
-        QStringList frames;
-        connect(&link, &ServerLink::frame, this, [&](const QString& text) { frames << text; });
-        QSignalSpy stale(&link, &ServerLink::staleFrame);
-        QSignalSpy ups(&link, &ServerLink::up);
-        link.open(linkUrl(alice));
-        QTRY_COMPARE_WITH_TIMEOUT(ups.count(), 1, 10000);
-        QVERIFY(postBlocking(*server, bob, chat.id, "on time"));
-        QTRY_VERIFY_WITH_TIMEOUT(frames.join('\n').contains("on time"), 10000);
-
-        // Two events wait unread on the socket when it is replaced.
-        QPointer<QWebSocket> retired = socketOf(link);
-        QVERIFY(postBlocking(*server, bob, chat.id, "late one"));
-        QVERIFY(postBlocking(*server, bob, chat.id, "late two"));
-        link.open(linkUrl(alice));
-        QVERIFY(!link.isUp());
-        QTRY_VERIFY_WITH_TIMEOUT(!retired, 15000); // gone once the server closed it
-        QTRY_COMPARE_WITH_TIMEOUT(ups.count(), 2, 10000);
-        // Whether the retired socket still hands over what was pending is up to the
-        // socket; what it does hand over is reported once and never passed on.
-        QVERIFY(stale.count() <= 1);
-        QVERIFY(!frames.join('\n').contains("late"));
-        QCOMPARE(link.reconnectDelay(), 1.0);
-        QVERIFY(!link.reconnectScheduled());
     }
 };
 

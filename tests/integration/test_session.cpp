@@ -27,8 +27,8 @@ class TestSession : public QObject {
     // A store that has a session but no link, so only the test moves it.
     std::unique_ptr<Store> quietStore(const Account& account) {
         auto store = std::make_unique<Store>(StoreOptions{0.05});
-        seam(store).serverURLString() = server->httpUrl();
-        seam(store).token() = *account.api.token;
+        seam(store).setServerURLString(server->httpUrl());
+        seam(store).setToken(*account.api.token);
         seam(store).me() = account.user;
         return store;
     }
@@ -111,12 +111,12 @@ private slots:
         await(store->resync());
         const auto chats = store->chats();
         const auto me = store->me();
-        seam(store).serverURLString() = kClosedServer;
+        seam(store).setServerURLString(kClosedServer);
         await(store->resync());
         QVERIFY(store->lastError()->startsWith("Can’t connect to"));
         QCOMPARE(store->chats(), chats);
         QCOMPARE(store->me(), me);
-        seam(store).serverURLString() = server->httpUrl();
+        seam(store).setServerURLString(server->httpUrl());
         await(store->resync());
         QVERIFY(!store->lastError()); // a good resync clears it
     }

@@ -6,11 +6,45 @@
 #include "support/StoreSeam.h"
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QWebSocket>
 
+namespace {
+// A message sent over a plain blocking connection, so that nothing else in
+// this process runs meanwhile: when it returns, the server has written the
+// event to every link of the conversation, and no link has read it yet.
+bool postBlocking(const ServerProcess& server, const Account& from, qint64 chatId,
+                  const QString& text) {
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), server.httpPort());
+    if (!socket.waitForConnected(10000)) return false;
+    const QByteArray body = QJsonDocument(QJsonObject{{"text", text}}).toJson();
+    socket.write("POST /api/chats/" + QByteArray::number(chatId) + "/messages HTTP/1.1\r\n" +
+                 "Host: 127.0.0.1\r\nAuthorization: Bearer " + from.api.token->toUtf8() +
+                 "\r\nContent-Type: application/json\r\nContent-Length: " +
+                 QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+    QByteArray reply;
+    while (!reply.contains("\r\n\r\n") || !reply.trimmed().endsWith('}')) {
+        if (!socket.waitForReadyRead(10000)) return false;
+        reply += socket.readAll();
+    }
+    return reply.startsWith("HTTP/1.1 2");
+}
+
+int copiesOf(const Store& store, qint64 chatId, const QString& text) {
+    const QList<Message> timeline = store.messages().value(chatId);
+    return int(std::count_if(timeline.cbegin(), timeline.cend(),
+                             [&](const Message& m) { return m.text == text; }));
+}
+} // namespace
+
 // The live link against the real server: handshake by first pong, the active
-// flag, back-off through refusals, and sockets that were replaced.
+// flag, back-off through refusals, and sockets that were replaced, with what
+// they still carried.
 class TestSocket : public QObject {
     Q_OBJECT
 
@@ -37,8 +71,8 @@ private slots:
         {
             const Account alice = signIn(*server, "alice");
             Store bare;
-            seam(bare).serverURLString() = server->httpUrl();
-            seam(bare).token() = *alice.api.token;
+            seam(bare).setServerURLString(server->httpUrl());
+            seam(bare).setToken(*alice.api.token);
             bare.connectWS();
             QVERIFY(bare.linkOpen(0));
             QVERIFY(!bare.linkUp(0)); // nothing counts before the first pong
@@ -106,12 +140,47 @@ private slots:
 
         // Without a token nothing happens and the current socket stays.
         const int current = store->link(0)->attempts();
-        seam(store).token().reset();
+        seam(store).setToken(std::nullopt);
         store->connectWS();
         QCOMPARE(store->link(0)->attempts(), current);
         QVERIFY(store->linkOpen(0));
         store->link(0)->scheduleReconnect(); // a logged-out store schedules nothing
         QVERIFY(!store->link(0)->reconnectScheduled());
+    }
+
+    // A message the server wrote to a socket just before it was replaced is
+    // dropped with that socket; the store fetches it again, once.
+    void whatAReplacedSocketCarriedIsFetchedAgain() {
+        auto store = launchSignedIn(*server, "alice");
+        const Account bob = signIn(*server, "bob");
+        const ChatSummary chat = await(bob.api.createDirect(store->me()->id));
+        QTRY_VERIFY_WITH_TIMEOUT(store->chat(chat.id), 10000);
+        store->setSelectedChatId(chat.id);
+        await(store->openChat(chat.id));
+        QTRY_VERIFY_WITH_TIMEOUT(!store->resyncRunning(), 10000);
+        QVERIFY(postBlocking(*server, bob, chat.id, "on time"));
+        QTRY_COMPARE_WITH_TIMEOUT(copiesOf(*store, chat.id, "on time"), 1, 10000);
+
+        // The replacement hangs in its opening handshake, so no first pong
+        // resyncs: only the report of the retired socket can bring the message.
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost));
+        QSignalSpy stale(store->link(0), &ServerLink::staleFrame);
+        QVERIFY(postBlocking(*server, bob, chat.id, "during the handover"));
+        store->link(0)->open(QUrl(QStringLiteral("ws://127.0.0.1:%1/ws").arg(silent.serverPort())));
+        QTRY_COMPARE_WITH_TIMEOUT(copiesOf(*store, chat.id, "during the handover"), 1, 10000);
+        QVERIFY(!store->linkUp(0));
+        QCOMPARE(stale.count(), 1);
+
+        // Back onto the server: the hanging socket had carried nothing. A
+        // message sent as the new socket comes up arrives once, however it comes.
+        store->connectWS();
+        QVERIFY(postBlocking(*server, bob, chat.id, "as it comes up"));
+        QTRY_VERIFY_WITH_TIMEOUT(store->linkUp(0) && !store->resyncRunning(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(copiesOf(*store, chat.id, "as it comes up"), 1, 10000);
+        QCOMPARE(stale.count(), 1);
+        for (const QString text : {"on time", "during the handover", "as it comes up"})
+            QCOMPARE(copiesOf(*store, chat.id, text), 1);
     }
 };
 

@@ -64,8 +64,8 @@ inline std::unique_ptr<Store> offlineStore(double timeScale = 0.01) {
 // The same store, pointed at a HostEcho peer.
 inline std::unique_ptr<Store> storeOn(const HostEcho& echo, double timeScale = 0.01) {
     auto store = offlineStore(timeScale);
-    seam(store).serverURLString() = echo.url();
-    seam(store).token() = QStringLiteral("t");
+    seam(store).setServerURLString(echo.url());
+    seam(store).setToken(QStringLiteral("t"));
     return store;
 }
 

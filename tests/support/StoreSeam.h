@@ -9,8 +9,8 @@ public:
     explicit StoreSeam(Store& store) : s(store) {}
 
     // MARK: Connection
-    QString& serverURLString() { return s.m_serverURLString; }
-    std::optional<QString>& token() { return s.m_token; }
+    void setServerURLString(const QString& text) { s.setPrimaryAddress(text); }
+    void setToken(std::optional<QString> token) { s.setPrimaryToken(std::move(token)); }
     bool& didBootstrap() { return s.m_didBootstrap; }
     // MARK: Login
     bool& suppressAutoLogin() { return s.m_suppressAutoLogin; }

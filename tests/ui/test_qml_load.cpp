@@ -140,7 +140,7 @@ class TestQmlLoad : public QObject {
     bool start(bool signedIn) {
         store = std::make_unique<Store>();
         if (signedIn) {
-            seam(store).token() = QStringLiteral("token");
+            seam(store).setToken(QStringLiteral("token"));
             User me;
             me.id = 1;
             me.username = QStringLiteral("ana");
@@ -800,7 +800,7 @@ private slots:
         expectNamedControls();
         QVERIFY(closeSheet(add));
         // No server answers here: the pairing sheet says so.
-        seam(store).serverURLString() = QStringLiteral("http://127.0.0.1:1");
+        seam(store).setServerURLString(QStringLiteral("http://127.0.0.1:1"));
         QObject* pairing = openSheet("pairing", "pairingSheet");
         QVERIFY(pairing);
         QTRY_COMPARE(model->servers()->pairingState(), QStringLiteral("failed"));

@@ -56,7 +56,7 @@ class TestTimelineView : public QObject {
     // its newest message.
     bool open() {
         store = std::make_unique<Store>();
-        seam(store).token() = QStringLiteral("token");
+        seam(store).setToken(QStringLiteral("token"));
         seam(store).me() = me;
         seam(store).chats() = {conversation(kChat, {me, claude})};
         QList<Message> history;

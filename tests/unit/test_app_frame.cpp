@@ -35,7 +35,7 @@ ChatSummary chatWith(qint64 id, const QString& title, qint64 unread = 0) {
 
 // A store that looks signed in, without any server.
 void signIn(Store& store) {
-    seam(store).token() = QStringLiteral("token");
+    seam(store).setToken(QStringLiteral("token"));
     seam(store).me() = person(1, QStringLiteral("ana"));
     emit store.sessionChanged();
 }

@@ -2,6 +2,7 @@
 #include "federation/Pairing.h"
 #include "model/IDCodec.h"
 #include "net/Pinning.h"
+#include "store/ServerLink.h"
 #include "store/Store.h"
 #include "support/ClientEnv.h"
 #include "support/StoreSeam.h"
@@ -175,7 +176,13 @@ private slots:
 
     void removedServerTakesItsConversations() {
         store->setExtraServers({profile(1), profile(2)});
-        store->setServerTokens({{1, QStringLiteral("a")}, {2, QStringLiteral("b")}});
+        // A token is kept only for a server that has a profile.
+        store->setServerTokens({{1, QStringLiteral("a")}, {2, QStringLiteral("b")}, {3, "c"}});
+        QCOMPARE(store->serverTokens().keys().size(), 2);
+        QCOMPARE(store->apiFor(2)->token, std::optional<QString>(QStringLiteral("b")));
+        QVERIFY(!store->apiFor(3));
+        store->startExtraPolling();
+        QVERIFY(store->link(1)->isPolling() && store->link(2)->isPolling());
         QVERIFY(store->mergeExtraBootstrap(1, reply(30, {chat(1, std::nullopt)})));
         QVERIFY(store->mergeExtraBootstrap(2, reply(31, {chat(1, std::nullopt)})));
         seam(store).messages()[IDCodec::encode(1, 2)] = {
@@ -185,8 +192,16 @@ private slots:
         QCOMPARE(store->chats()[0].id, IDCodec::encode(1, 1));
         QVERIFY(!store->messages().contains(IDCodec::encode(1, 2)));
         QCOMPARE(store->serverTokens().keys(), QList<int>{1});
+        QVERIFY(!store->apiFor(2) && !store->link(2));
+        QVERIFY(store->link(1)->isPolling());
         QVERIFY(!store->serverMeId().contains(2));
         QCOMPARE(store->nextServerId(), 2);
+        // The number comes back without the old server's token.
+        store->setExtraServers(store->extraServers() + QList<ServerProfile>{profile(2)});
+        QVERIFY(store->apiFor(2) && !store->apiFor(2)->token);
+        store->removeServer(store->extraServers()[0]);
+        store->removeServer(store->extraServers()[0]);
+        QVERIFY(!store->extraPolling());
     }
 
     void bareCodeNeedsAPrimary() {
@@ -197,7 +212,7 @@ private slots:
 
     void invitesNameTheirServer() {
         store->setExtraServers({profile(3, QStringLiteral("https://x.example:8443/"))});
-        seam(store).serverURLString() = QStringLiteral("https://main.example");
+        seam(store).setServerURLString(QStringLiteral("https://main.example"));
         QCOMPARE(store->shareableInvite(QStringLiteral("C"), IDCodec::encode(1, 3)),
                  QStringLiteral("C@https://x.example:8443"));
         QCOMPARE(store->shareableInvite(QStringLiteral("C"), 5),

@@ -95,14 +95,14 @@ private slots:
         QFETCH(QString, stored);
         QFETCH(QString, base);
         Store store;
-        seam(store).serverURLString() = stored;
+        seam(store).setServerURLString(stored);
         const auto api = store.api();
         QCOMPARE(api ? api->base.toString() : QString(), base);
     }
 
     void pinnedPlainAddressUpgrades() {
         Store store;
-        seam(store).serverURLString() = "http://h";
+        seam(store).setServerURLString("http://h");
         PinRegistry::shared().setPin("fp", "h:80");
         QCOMPARE(store.api()->base.toString(), "https://h:80");
     }
