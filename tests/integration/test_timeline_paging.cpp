@@ -89,7 +89,9 @@ private slots:
 
     void pendingOnlyHistoryIgnoresTheNewestPage() {
         const ChatSummary c = freshGroup(*bob);
+        const quint64 before = alice->stateEventCount(0);
         postMany(*bob, c.id, 3, "on the server");
+        QTRY_VERIFY_WITH_TIMEOUT(alice->stateEventCount(0) >= before + 3, 10000);
         Message pending;
         pending.id = -7;
         pending.chatId = c.id;
@@ -108,7 +110,11 @@ private slots:
     // copies the client has, and doubles nothing.
     void newestPageFillsWhatTheLinkMissed() {
         const ChatSummary c = freshGroup(*bob);
+        const quint64 before = alice->stateEventCount(0);
         postMany(*bob, c.id, 6, "seen");
+        // The live copies must all be in: one arriving after the local edit
+        // below would overwrite it, as it should, and prove nothing here.
+        QTRY_VERIFY_WITH_TIMEOUT(alice->stateEventCount(0) >= before + 6, 10000);
         // On screen, so a resync in between refreshes it by the same merge
         // instead of dropping it for a reload.
         alice->setSelectedChatId(c.id);
